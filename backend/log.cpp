@@ -1,0 +1,89 @@
+#include "logformat.h"
+#include "oscemulatorbackend.h"
+
+#include <QDebug>
+
+namespace {
+constexpr int kMaxLogLines = 500;
+constexpr int kMaxLogFileAttempts = 1000;
+}
+
+void OscEmulatorBackend::openLogFile()
+{
+    const QDateTime start = QDateTime::currentDateTime();
+    // Two runs in the same second must not overwrite each other's file: the name is
+    // created exclusively, and a taken name moves on to "_2", "_3"...
+    QString name;
+    for (int attempt = 1; attempt <= kMaxLogFileAttempts; ++attempt) {
+        name = LogFormat::debugLogFileName(start, attempt);
+        delete logFile;
+        logFile = new QFile(name, this);
+        if (logFile->open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::NewOnly | QIODevice::Unbuffered))
+            break;
+        if (!logFile->exists())
+            break;
+    }
+    if (!logFile->isOpen()) {
+        qWarning() << "Failed to open log file:" << name;
+        return;
+    }
+    logStream = new QTextStream(logFile);
+    writeToLogFile(QStringLiteral("=== OSC Emulator Debug Log Started ==="));
+    writeToLogFile(QStringLiteral("Log file: ") + name);
+}
+
+void OscEmulatorBackend::closeLogFile()
+{
+    if (logStream) {
+        writeToLogFile(QStringLiteral("=== OSC Emulator Debug Log Ended ==="));
+        logStream->flush();
+        delete logStream;
+        logStream = nullptr;
+    }
+    if (logFile) {
+        logFile->close();
+        delete logFile;
+        logFile = nullptr;
+    }
+}
+
+QString OscEmulatorBackend::logFileName() const
+{
+    return logStream ? logFile->fileName() : QString();
+}
+
+void OscEmulatorBackend::addLogMessage(const QString &message, QtMsgType level) const
+{
+    const QString line = LogFormat::memoryLine(QTime::currentTime(), level, message);
+    m_logMessages.append(line);
+    if (m_logMessages.size() > kMaxLogLines)
+        m_logMessages.removeFirst();
+    emit const_cast<OscEmulatorBackend *>(this)->logMessagesChanged();
+    qDebug() << line;
+    writeToLogFile(line);
+}
+
+void OscEmulatorBackend::writeToLogFile(const QString &text) const
+{
+    if (!logStream || !logFile || !logFile->isOpen())
+        return;
+    *logStream << LogFormat::fileLine(QDateTime::currentDateTime(), text);
+    logStream->flush();
+    if (logStream->status() == QTextStream::Ok && logFile->error() == QFileDevice::NoError)
+        return;
+    const QString reason = logFile->errorString();
+    logStream->resetStatus();
+    logFile->unsetError();
+    // Said once per run; the in-memory log goes on regardless.
+    if (!m_logWriteFailed) {
+        m_logWriteFailed = true;
+        addLogMessage(QStringLiteral("Cannot write the debug log file %1: %2").arg(logFile->fileName(), reason),
+                      QtWarningMsg);
+    }
+}
+
+void OscEmulatorBackend::clearLog()
+{
+    m_logMessages.clear();
+    emit logMessagesChanged();
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+
+// The one place where log lines get their shape.
+namespace LogFormat {
+
+// "[INFO] ", "[WARNING] "... with its trailing blank; empty for an unknown level.
+QString levelTag(QtMsgType level);
+
+// In memory: "[hh:mm:ss] " + tag + message, the message exactly as given.
+QString memoryLine(const QTime &time, QtMsgType level, const QString &message);
+
+// In the debug log file: "[yyyy-MM-dd hh:mm:ss.zzz] " + text + "\n".
+QString fileLine(const QDateTime &stamp, const QString &text);
+
+// "osc_emulator_debug_yyyyMMdd_hhmmss.log", or with "_2", "_3"... before ".log".
+QString debugLogFileName(const QDateTime &start, int attempt);
+
+} // namespace LogFormat

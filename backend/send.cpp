@@ -1,0 +1,99 @@
+#include "oscemulatorbackend.h"
+
+#include "oscemulatorport.h"
+#include "oscmessage.h"
+#include "valuemapping.h"
+
+#include <QHostAddress>
+
+namespace {
+constexpr int kTxHexDigits = 96;
+
+QString emptyAddressRefusal()
+{
+    return QStringLiteral("Cannot send OSC: empty oscAddress.");
+}
+} // namespace
+
+void OscEmulatorBackend::sendOscChannel(int universe, int channel, int value)
+{
+    if (channel < 1 || channel > 512) {
+        addLogMessage(QStringLiteral("Cannot send OSC: invalid channel %1 (must be 1-512).").arg(channel),
+                      QtWarningMsg);
+        return;
+    }
+    if (universe < 0) {
+        addLogMessage(QStringLiteral("Cannot send OSC: invalid universe %1 (must be >= 0).").arg(universe),
+                      QtWarningMsg);
+        return;
+    }
+    const int mapped = ValueMapping::mapToInt127(value);
+    sendOscDatagram(Osc::buildOscChannelMessage(universe, channel, mapped),
+                    QStringLiteral("/osc/channel ,iii %1 %2 %3").arg(universe).arg(channel).arg(mapped));
+}
+
+void OscEmulatorBackend::sendOscToAddress(const QString &oscAddress, int value)
+{
+    if (oscAddress.trimmed().isEmpty()) {
+        addLogMessage(emptyAddressRefusal(), QtWarningMsg);
+        return;
+    }
+    if (m_sendIntValues) {
+        const int mapped = ValueMapping::mapToInt127(value);
+        sendOscDatagram(Osc::buildInt32Message(oscAddress, mapped),
+                        oscAddress + QStringLiteral(" ,i ") + QString::number(mapped));
+    } else {
+        const float mapped = ValueMapping::mapToUnitFloat(value);
+        sendOscDatagram(Osc::buildFloat32Message(oscAddress, mapped),
+                        oscAddress + QStringLiteral(" ,f ") + QString::number(mapped, 'f', 3));
+    }
+}
+
+void OscEmulatorBackend::sendOscTyped(const QString &oscAddress, const QString &typeTags,
+                                      const QVariantList &values)
+{
+    if (oscAddress.trimmed().isEmpty()) {
+        addLogMessage(emptyAddressRefusal(), QtWarningMsg);
+        return;
+    }
+    QString error;
+    const QByteArray message = Osc::buildTypedOscMessage(oscAddress, typeTags, values, &error);
+    if (message.isEmpty()) {
+        addLogMessage(QStringLiteral("Cannot send OSC %1: %2").arg(oscAddress, error), QtWarningMsg);
+        return;
+    }
+    QStringList texts;
+    texts.reserve(values.size());
+    for (const QVariant &value : values)
+        texts.append(value.toString());
+    const QString description =
+            QStringLiteral("%1 ,%2 %3").arg(oscAddress, typeTags, texts.join(QLatin1Char(' '))).trimmed();
+    sendOscDatagram(message, description);
+}
+
+bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QString &description)
+{
+    // Numeric addresses only: host names are never resolved.
+    const QHostAddress address(m_oscTargetHost);
+    if (address.isNull()) {
+        addLogMessage(QStringLiteral("Cannot send OSC: invalid target host '%1'.").arg(m_oscTargetHost),
+                      QtWarningMsg);
+        return false;
+    }
+    const QByteArray datagram = m_sendAsBundle ? Osc::wrapInBundle(message) : message;
+    if (!emulatorPort->send(datagram, address, static_cast<quint16>(m_oscTargetPort)))
+        return false;
+    addLogMessage(QStringLiteral("TX OSC %1%2, size=%3 bytes, dst=%4:%5, hex=%6")
+                          .arg(m_sendAsBundle ? QStringLiteral("[bundle] ") : QString(), description,
+                               QString::number(datagram.size()), m_oscTargetHost,
+                               QString::number(m_oscTargetPort), Osc::hexDigits(datagram, kTxHexDigits)),
+                  QtInfoMsg);
+    return true;
+}
+
+void OscEmulatorBackend::handleTargetUnreachable(const QString &error)
+{
+    addLogMessage(QStringLiteral("Nobody is listening on %1:%2 (is Lumenfold running with OSC on that port?) - %3")
+                          .arg(m_oscTargetHost, QString::number(m_oscTargetPort), error),
+                  QtWarningMsg);
+}
