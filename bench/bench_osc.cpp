@@ -1,0 +1,129 @@
+// Encoding and decoding OSC messages: this project's wire format beside liblo and oscpack.
+#include "oscmessage.h"
+#include "oscprotocolhandler.h"
+
+#include <benchmark/benchmark.h>
+#include <lo/lo.h>
+#include <osc/OscOutboundPacketStream.h>
+#include <osc/OscReceivedElements.h>
+
+namespace {
+
+void Encode_Channel_Ours(benchmark::State &state)
+{
+    int value = 0;
+    for (auto _ : state) {
+        QByteArray message = Osc::buildOscChannelMessage(0, 1, value++ & 127);
+        benchmark::DoNotOptimize(message.constData());
+    }
+}
+BENCHMARK(Encode_Channel_Ours);
+
+void Encode_Channel_Oscpack(benchmark::State &state)
+{
+    char buffer[64];
+    int value = 0;
+    for (auto _ : state) {
+        osc::OutboundPacketStream p(buffer, sizeof buffer);
+        p << osc::BeginMessage("/osc/channel") << 0 << 1 << (value++ & 127) << osc::EndMessage;
+        benchmark::DoNotOptimize(p.Data());
+    }
+}
+BENCHMARK(Encode_Channel_Oscpack);
+
+void Encode_Channel_Liblo(benchmark::State &state)
+{
+    char buffer[64];
+    int value = 0;
+    for (auto _ : state) {
+        lo_message m = lo_message_new();
+        lo_message_add_int32(m, 0);
+        lo_message_add_int32(m, 1);
+        lo_message_add_int32(m, value++ & 127);
+        size_t size = sizeof buffer;
+        benchmark::DoNotOptimize(lo_message_serialise(m, "/osc/channel", buffer, &size));
+        lo_message_free(m);
+    }
+}
+BENCHMARK(Encode_Channel_Liblo);
+
+void Encode_Typed_ffs_Ours(benchmark::State &state)
+{
+    const QString address = QStringLiteral("/mixer/fx/send");
+    const QString tags = QStringLiteral("ffs");
+    const QVariantList values{0.25, 0.75, QStringLiteral("echo")};
+    for (auto _ : state) {
+        QString error;
+        QByteArray message = Osc::buildTypedOscMessage(address, tags, values, &error);
+        benchmark::DoNotOptimize(message.constData());
+    }
+}
+BENCHMARK(Encode_Typed_ffs_Ours);
+
+void Encode_Typed_ffs_Oscpack(benchmark::State &state)
+{
+    char buffer[64];
+    for (auto _ : state) {
+        osc::OutboundPacketStream p(buffer, sizeof buffer);
+        p << osc::BeginMessage("/mixer/fx/send") << 0.25f << 0.75f << "echo" << osc::EndMessage;
+        benchmark::DoNotOptimize(p.Data());
+    }
+}
+BENCHMARK(Encode_Typed_ffs_Oscpack);
+
+const QByteArray &channelDatagram()
+{
+    static const QByteArray datagram = Osc::buildOscChannelMessage(0, 1, 200);
+    return datagram;
+}
+
+void Parse_Channel_Ours(benchmark::State &state)
+{
+    OscProtocolHandler handler;
+    int sum = 0;
+    QObject::connect(&handler, &OscProtocolHandler::oscChannelReceived,
+                     [&sum](int, int channel, quint8 value) { sum += channel + value; });
+    for (auto _ : state)
+        handler.parseData(channelDatagram());
+    benchmark::DoNotOptimize(sum);
+}
+BENCHMARK(Parse_Channel_Ours);
+
+void Parse_Channel_Oscpack(benchmark::State &state)
+{
+    const QByteArray &datagram = channelDatagram();
+    int sum = 0;
+    for (auto _ : state) {
+        osc::ReceivedPacket packet(datagram.constData(), osc::osc_bundle_element_size_t(datagram.size()));
+        osc::ReceivedMessage message(packet);
+        if (std::strcmp(message.AddressPattern(), "/osc/channel") == 0) {
+            osc::ReceivedMessageArgumentStream args = message.ArgumentStream();
+            osc::int32 universe, channel, value;
+            args >> universe >> channel >> value >> osc::EndMessage;
+            sum += universe + channel + value;
+        }
+    }
+    benchmark::DoNotOptimize(sum);
+}
+BENCHMARK(Parse_Channel_Oscpack);
+
+void Parse_Channel_Liblo(benchmark::State &state)
+{
+    QByteArray datagram = channelDatagram();
+    int sum = 0;
+    for (auto _ : state) {
+        int result = 0;
+        lo_message m = lo_message_deserialise(datagram.data(), datagram.size(), &result);
+        if (m) {
+            lo_arg **argv = lo_message_get_argv(m);
+            sum += argv[0]->i + argv[1]->i + argv[2]->i;
+            lo_message_free(m);
+        }
+    }
+    benchmark::DoNotOptimize(sum);
+}
+BENCHMARK(Parse_Channel_Liblo);
+
+} // namespace
+
+BENCHMARK_MAIN();
