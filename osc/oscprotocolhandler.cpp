@@ -1,5 +1,7 @@
 #include "oscprotocolhandler.h"
 
+#include "oscparser.h"
+
 #include <QDebug>
 
 OscProtocolHandler::OscProtocolHandler(QObject *parent)
@@ -10,9 +12,20 @@ OscProtocolHandler::OscProtocolHandler(QObject *parent)
 
 void OscProtocolHandler::parseData(const QByteArray &data)
 {
-    if (data.isEmpty())
-        return;
-    // TODO parser
+    const Osc::ParsedDatagram parsed = Osc::parseDatagram(data);
+    switch (parsed.kind) {
+    case Osc::ParsedDatagram::Kind::Ignored:
+        break;
+    case Osc::ParsedDatagram::Kind::Channel:
+        emit oscChannelReceived(parsed.universe, parsed.channel, parsed.value);
+        break;
+    case Osc::ParsedDatagram::Kind::Universe:
+        emit oscDataReceived(parsed.universe, parsed.data);
+        break;
+    case Osc::ParsedDatagram::Kind::Error:
+        emit protocolError(parsed.error);
+        break;
+    }
 }
 
 void OscProtocolHandler::setProtocolType(OscProtocolHandler::ProtocolType type)

@@ -4,8 +4,9 @@
 #include <QObject>
 #include <QString>
 
-// Turns one received datagram into exactly one event: a channel value, a whole
-// universe of values, or a protocol error with a readable message.
+// Turns each non-empty received datagram into exactly one event, raised before parseData
+// returns: a channel value, a whole universe of values, or a protocol error with a
+// readable message. An empty datagram raises nothing.
 class OscProtocolHandler : public QObject
 {
     Q_OBJECT
