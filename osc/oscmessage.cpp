@@ -1,5 +1,6 @@
 #include "oscmessage.h"
 
+#include <QVarLengthArray>
 #include <QtEndian>
 
 #include <cstring>
@@ -8,48 +9,149 @@ namespace Osc {
 
 namespace {
 
-void padToFour(QByteArray &out)
+// n bytes of text, one NUL, then NULs up to a multiple of 4.
+constexpr qsizetype oscStringSize(qsizetype n)
 {
-    while (out.size() % 4 != 0)
-        out.append('\0');
+    return (n + 4) & ~qsizetype(3);
 }
 
-void appendInt64(QByteArray &out, qint64 value)
+// n bytes, then NULs up to a multiple of 4 (a blob's data: no terminator).
+constexpr qsizetype paddedSize(qsizetype n)
 {
-    char bytes[8];
-    qToBigEndian(value, bytes);
-    out.append(bytes, 8);
+    return (n + 3) & ~qsizetype(3);
 }
 
-void appendFloat32(QByteArray &out, float value)
+bool isAscii(QStringView text)
+{
+    for (const QChar c : text) {
+        if (c.unicode() >= 0x80)
+            return false;
+    }
+    return true;
+}
+
+// A text's UTF-8 bytes; an all-ASCII text is copied char by char, without a temporary.
+class Utf8Text
+{
+public:
+    Utf8Text() = default;
+    explicit Utf8Text(QStringView text)
+        : m_text(text)
+        , m_ascii(isAscii(text))
+    {
+        if (!m_ascii)
+            m_utf8 = text.toUtf8();
+    }
+
+    qsizetype size() const { return m_ascii ? m_text.size() : m_utf8.size(); }
+
+    char *copyTo(char *out) const
+    {
+        if (!m_ascii) {
+            std::memcpy(out, m_utf8.constData(), size_t(m_utf8.size()));
+            return out + m_utf8.size();
+        }
+        for (const QChar c : m_text)
+            *out++ = char(c.unicode());
+        return out;
+    }
+
+private:
+    QStringView m_text;
+    QByteArray m_utf8;
+    bool m_ascii = true;
+};
+
+// Writes into a buffer already sized for everything it will hold.
+class Writer
+{
+public:
+    explicit Writer(char *out) : m_out(out) {}
+
+    void int32(quint32 value) { qToBigEndian(value, m_out); m_out += 4; }
+    void int64(quint64 value) { qToBigEndian(value, m_out); m_out += 8; }
+
+    void oscString(const Utf8Text &text) { zeros(text.copyTo(m_out), oscStringSize(text.size()) - text.size()); }
+
+    void blob(const Utf8Text &bytes)
+    {
+        int32(quint32(bytes.size()));
+        zeros(bytes.copyTo(m_out), paddedSize(bytes.size()) - bytes.size());
+    }
+
+    // The type tag string: ',' then the tags as Latin-1 (outside it: '?', which no tag is).
+    void typeTagString(QStringView tags)
+    {
+        *m_out++ = ',';
+        for (const QChar c : tags)
+            *m_out++ = c.unicode() <= 0xff ? char(c.unicode()) : '?';
+        zeros(m_out, oscStringSize(tags.size() + 1) - tags.size() - 1);
+    }
+
+private:
+    void zeros(char *at, qsizetype count)
+    {
+        std::memset(at, 0, size_t(count));
+        m_out = at + count;
+    }
+
+    char *m_out;
+};
+
+quint32 float32Bits(float value)
 {
     quint32 bits;
     std::memcpy(&bits, &value, sizeof bits);
-    appendInt32(out, static_cast<qint32>(bits));
+    return bits;
 }
 
-void appendFloat64(QByteArray &out, double value)
+quint64 float64Bits(double value)
 {
     quint64 bits;
     std::memcpy(&bits, &value, sizeof bits);
-    appendInt64(out, static_cast<qint64>(bits));
+    return bits;
 }
 
-// Blob: int32 size, the bytes, then zeros to a multiple of 4 (no terminator).
-void appendBlob(QByteArray &out, const QByteArray &bytes)
+// QVariant's own conversions, with the common exact types read directly: the general
+// conversion machinery costs more than the encoding itself.
+double toDouble(const QVariant &value)
 {
-    appendInt32(out, static_cast<qint32>(bytes.size()));
-    out.append(bytes);
-    padToFour(out);
+    switch (value.typeId()) {
+    case QMetaType::Double: return *static_cast<const double *>(value.constData());
+    case QMetaType::Int: return *static_cast<const int *>(value.constData());
+    default: return value.toDouble();
+    }
 }
 
-QByteArray messageHead(const QString &address, const char *typeTagString, int argumentBytes)
+qint64 toLongLong(const QVariant &value)
 {
-    const QByteArray utf8 = address.toUtf8();
-    QByteArray out;
-    out.reserve(utf8.size() + 4 + 8 + argumentBytes);
-    appendOscString(out, utf8);
-    appendOscString(out, QByteArray::fromRawData(typeTagString, int(std::strlen(typeTagString))));
+    switch (value.typeId()) {
+    case QMetaType::Int: return *static_cast<const int *>(value.constData());
+    case QMetaType::LongLong: return *static_cast<const qint64 *>(value.constData());
+    default: return value.toLongLong();
+    }
+}
+
+// A view of the variant's text: of the variant itself when it holds a QString, else of
+// its conversion, kept in `converted` (reserved beforehand, so views into it stay valid).
+QStringView toText(const QVariant &value, QStringList &converted, qsizetype capacity)
+{
+    if (value.typeId() == QMetaType::QString)
+        return *static_cast<const QString *>(value.constData());
+    if (converted.isEmpty())
+        converted.reserve(capacity);
+    converted.append(value.toString());
+    return converted.last();
+}
+
+QByteArray singleArgumentMessage(const QString &address, char tag, quint32 bits)
+{
+    const Utf8Text text(address);
+    QByteArray out(oscStringSize(text.size()) + 8, Qt::Uninitialized);
+    Writer writer(out.data());
+    writer.oscString(text);
+    writer.int32((quint32(',') << 24) | (quint32(quint8(tag)) << 16));
+    writer.int32(bits);
     return out;
 }
 
@@ -59,7 +161,8 @@ void appendOscString(QByteArray &out, const QByteArray &text)
 {
     out.append(text);
     out.append('\0');
-    padToFour(out);
+    while (out.size() % 4 != 0)
+        out.append('\0');
 }
 
 void appendInt32(QByteArray &out, qint32 value)
@@ -73,36 +176,33 @@ QByteArray buildOscChannelMessage(int universe, int channel, int value)
 {
     // "/osc/channel" + 4 NULs, ",iii" + 4 NULs, then the three int32.
     static const char head[] = "/osc/channel\0\0\0\0,iii\0\0\0\0";
-    QByteArray out;
-    out.reserve(36);
-    out.append(head, 24);
-    appendInt32(out, universe);
-    appendInt32(out, channel);
-    appendInt32(out, value);
+    QByteArray out(36, Qt::Uninitialized);
+    char *data = out.data();
+    std::memcpy(data, head, 24);
+    qToBigEndian(qint32(universe), data + 24);
+    qToBigEndian(qint32(channel), data + 28);
+    qToBigEndian(qint32(value), data + 32);
     return out;
 }
 
 QByteArray buildInt32Message(const QString &address, qint32 value)
 {
-    QByteArray out = messageHead(address, ",i", 4);
-    appendInt32(out, value);
-    return out;
+    return singleArgumentMessage(address, 'i', quint32(value));
 }
 
 QByteArray buildFloat32Message(const QString &address, float value)
 {
-    QByteArray out = messageHead(address, ",f", 4);
-    appendFloat32(out, value);
-    return out;
+    return singleArgumentMessage(address, 'f', float32Bits(value));
 }
 
 QByteArray buildTypedOscMessage(const QString &address, const QString &typeTags,
                                 const QVariantList &values, QString *error)
 {
-    QByteArray out;
-    appendOscString(out, address.toUtf8());
-    appendOscString(out, QByteArrayLiteral(",") + typeTags.toLatin1());
-
+    // First pass: check every tag, pair it with its value and count the bytes.
+    const Utf8Text addressText(address);
+    qsizetype size = oscStringSize(addressText.size()) + oscStringSize(typeTags.size() + 1);
+    QVarLengthArray<Utf8Text, 4> texts;
+    QStringList converted;
     int cursor = 0;
     for (const QChar tagChar : typeTags) {
         // A character outside Latin-1 becomes 0, which no tag matches.
@@ -124,12 +224,35 @@ QByteArray buildTypedOscMessage(const QString &address, const QString &typeTags,
         }
         const QVariant &value = values.at(cursor++);
         switch (tag) {
-        case 'i': appendInt32(out, static_cast<qint32>(value.toLongLong())); break;
-        case 'h': appendInt64(out, value.toLongLong()); break;
-        case 'f': appendFloat32(out, static_cast<float>(value.toDouble())); break;
-        case 'd': appendFloat64(out, value.toDouble()); break;
-        case 's': appendOscString(out, value.toString().toUtf8()); break;
-        case 'b': appendBlob(out, value.toString().toUtf8()); break;
+        case 'i': case 'f': size += 4; break;
+        case 'h': case 'd': size += 8; break;
+        case 's':
+            texts.append(Utf8Text(toText(value, converted, typeTags.size())));
+            size += oscStringSize(texts.last().size());
+            break;
+        case 'b':
+            texts.append(Utf8Text(toText(value, converted, typeTags.size())));
+            size += 4 + paddedSize(texts.last().size());
+            break;
+        }
+    }
+
+    // Second pass: write.
+    QByteArray out(size, Qt::Uninitialized);
+    Writer writer(out.data());
+    writer.oscString(addressText);
+    writer.typeTagString(typeTags);
+    cursor = 0;
+    int textIndex = 0;
+    for (const QChar tagChar : typeTags) {
+        switch (tagChar.unicode()) {
+        case 'i': writer.int32(quint32(toLongLong(values.at(cursor++)))); break;
+        case 'h': writer.int64(quint64(toLongLong(values.at(cursor++)))); break;
+        case 'f': writer.int32(float32Bits(float(toDouble(values.at(cursor++))))); break;
+        case 'd': writer.int64(float64Bits(toDouble(values.at(cursor++)))); break;
+        case 's': ++cursor; writer.oscString(texts.at(textIndex++)); break;
+        case 'b': ++cursor; writer.blob(texts.at(textIndex++)); break;
+        default: break;
         }
     }
     return out;
@@ -137,18 +260,19 @@ QByteArray buildTypedOscMessage(const QString &address, const QString &typeTags,
 
 QByteArray wrapInBundle(const QByteArray &message)
 {
+    // "#bundle" and its NUL, the time tag 1 ("immediately"), the element's size.
     static const char head[] = "#bundle\0\0\0\0\0\0\0\0\1";
-    QByteArray out;
-    out.reserve(20 + message.size());
-    out.append(head, 16);
-    appendInt32(out, static_cast<qint32>(message.size()));
-    out.append(message);
+    QByteArray out(20 + message.size(), Qt::Uninitialized);
+    char *data = out.data();
+    std::memcpy(data, head, 16);
+    qToBigEndian(qint32(message.size()), data + 16);
+    std::memcpy(data + 20, message.constData(), size_t(message.size()));
     return out;
 }
 
 QString hexDigits(const QByteArray &data, int maxDigits)
 {
-    const int bytes = qMin(data.size(), (maxDigits + 1) / 2);
+    const int bytes = qMin(data.size(), (qMax(maxDigits, 0) + 1) / 2);
     QByteArray hex = QByteArray::fromRawData(data.constData(), bytes).toHex();
     hex.truncate(maxDigits);
     return QString::fromLatin1(hex);
