@@ -54,20 +54,26 @@ QString OscEmulatorBackend::logFileName() const
 
 void OscEmulatorBackend::addLogMessage(const QString &message, QtMsgType level) const
 {
-    const QString line = LogFormat::memoryLine(QTime::currentTime(), level, message);
+    const LogFormat::Stamp stamp = LogFormat::now();
+    const QString line = LogFormat::memoryLine(stamp, level, message);
     m_logMessages.append(line);
     if (m_logMessages.size() > kMaxLogLines)
         m_logMessages.removeFirst();
     emit const_cast<OscEmulatorBackend *>(this)->logMessagesChanged();
     qDebug() << line;
-    writeToLogFile(line);
+    writeLogFileLine(stamp, line);
 }
 
 void OscEmulatorBackend::writeToLogFile(const QString &text) const
 {
+    writeLogFileLine(LogFormat::now(), text);
+}
+
+void OscEmulatorBackend::writeLogFileLine(const LogFormat::Stamp &stamp, const QString &text) const
+{
     if (!logStream || !logFile || !logFile->isOpen())
         return;
-    *logStream << LogFormat::fileLine(QDateTime::currentDateTime(), text);
+    *logStream << LogFormat::fileLine(stamp, text);
     logStream->flush();
     if (logStream->status() == QTextStream::Ok && logFile->error() == QFileDevice::NoError)
         return;

@@ -2,6 +2,65 @@
 
 namespace LogFormat {
 
+namespace {
+
+// Days since 1970-01-01 to a civil date (proleptic Gregorian).
+void civilFromDays(qint64 days, int &year, int &month, int &day)
+{
+    days += 719468;
+    const qint64 era = (days >= 0 ? days : days - 146096) / 146097;
+    const qint64 dayOfEra = days - era * 146097;
+    const qint64 yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const qint64 dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const qint64 mp = (5 * dayOfYear + 2) / 153;
+    day = int(dayOfYear - (153 * mp + 2) / 5 + 1);
+    month = int(mp < 10 ? mp + 3 : mp - 9);
+    year = int(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
+}
+
+void appendDigits(QString &out, int value, int width)
+{
+    QChar digits[4];
+    for (int i = width - 1; i >= 0; --i) {
+        digits[i] = QChar(u'0' + value % 10);
+        value /= 10;
+    }
+    out.append(digits, width);
+}
+
+void appendTime(QString &out, const Stamp &stamp)
+{
+    appendDigits(out, stamp.hour, 2);
+    out.append(u':');
+    appendDigits(out, stamp.minute, 2);
+    out.append(u':');
+    appendDigits(out, stamp.second, 2);
+}
+
+} // namespace
+
+Stamp now()
+{
+    static qint64 cachedMinute = -1;
+    static qint64 offsetMs = 0;
+    const qint64 utcMs = QDateTime::currentMSecsSinceEpoch();
+    const qint64 minute = utcMs / 60000;
+    if (minute != cachedMinute) {
+        cachedMinute = minute;
+        offsetMs = qint64(QDateTime::fromMSecsSinceEpoch(utcMs).offsetFromUtc()) * 1000;
+    }
+    const qint64 localMs = utcMs + offsetMs;
+    const qint64 days = localMs >= 0 ? localMs / 86400000 : (localMs - 86399999) / 86400000;
+    const qint64 msOfDay = localMs - days * 86400000;
+    Stamp stamp;
+    civilFromDays(days, stamp.year, stamp.month, stamp.day);
+    stamp.hour = int(msOfDay / 3600000);
+    stamp.minute = int(msOfDay / 60000 % 60);
+    stamp.second = int(msOfDay / 1000 % 60);
+    stamp.millisecond = int(msOfDay % 1000);
+    return stamp;
+}
+
 QString levelTag(QtMsgType level)
 {
     switch (level) {
@@ -14,17 +73,38 @@ QString levelTag(QtMsgType level)
     return QString();
 }
 
-QString memoryLine(const QTime &time, QtMsgType level, const QString &message)
+QString memoryLine(const Stamp &stamp, QtMsgType level, const QString &message)
 {
-    // Concatenation, not arg(): the message is never scanned for placeholders.
-    return QLatin1Char('[') + time.toString(QStringLiteral("hh:mm:ss")) + QStringLiteral("] ")
-            + levelTag(level) + message;
+    // Appended, never arg(): the message is not scanned for placeholders.
+    const QString tag = levelTag(level);
+    QString line;
+    line.reserve(11 + tag.size() + message.size());
+    line.append(u'[');
+    appendTime(line, stamp);
+    line.append(u"] ");
+    line.append(tag);
+    line.append(message);
+    return line;
 }
 
-QString fileLine(const QDateTime &stamp, const QString &text)
+QString fileLine(const Stamp &stamp, const QString &text)
 {
-    return QLatin1Char('[') + stamp.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"))
-            + QStringLiteral("] ") + text + QLatin1Char('\n');
+    QString line;
+    line.reserve(27 + text.size());
+    line.append(u'[');
+    appendDigits(line, stamp.year, 4);
+    line.append(u'-');
+    appendDigits(line, stamp.month, 2);
+    line.append(u'-');
+    appendDigits(line, stamp.day, 2);
+    line.append(u' ');
+    appendTime(line, stamp);
+    line.append(u'.');
+    appendDigits(line, stamp.millisecond, 3);
+    line.append(u"] ");
+    line.append(text);
+    line.append(u'\n');
+    return line;
 }
 
 QString debugLogFileName(const QDateTime &start, int attempt)

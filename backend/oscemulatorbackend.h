@@ -9,6 +9,9 @@
 #include <QTimer>
 #include <QVariantList>
 
+namespace LogFormat {
+struct Stamp;
+}
 class OscEmulatorPort;
 class OscProtocolHandler;
 
@@ -116,6 +119,7 @@ private:
     void closeLogFile();
     void addLogMessage(const QString &message, QtMsgType level) const;
     void writeToLogFile(const QString &text) const;
+    void writeLogFileLine(const LogFormat::Stamp &stamp, const QString &text) const;
     // send
     bool sendOscDatagram(const QByteArray &message, const QString &description);
     void handleTargetUnreachable(const QString &error);
