@@ -1,17 +1,487 @@
+import QtCore
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
+import QtQuick.Layouts
+import Qt.labs.settings
 
 ApplicationWindow {
     id: window
 
+    readonly property string lastLogMessage: backend && backend.logMessages.length > 0
+                                             ? backend.logMessages[backend.logMessages.length - 1] : ""
+
+    function logColor(message) {
+        if (message.indexOf("[CRITICAL]") >= 0 || message.indexOf("[FATAL]") >= 0)
+            return "#f44336"
+        if (message.indexOf("[WARNING]") >= 0)
+            return "#ff9800"
+        if (message.indexOf("[DEBUG]") >= 0)
+            return "#9e9e9e"
+        return "#ffffff"
+    }
+
+    // Settings wants a plain local path, not the URL that StandardPaths gives.
+    function localPath(url) {
+        return decodeURIComponent(String(url).replace(/^file:\/\//, ""))
+    }
+
     visible: true
     width: 1400
     height: 900
+    minimumWidth: 900
+    minimumHeight: 560
     title: "Lumenfold OSC Emulator"
+    color: Material.background
+    Material.theme: Material.Dark
+    Material.accent: Material.LightBlue
+    Material.primary: Material.BlueGrey
 
-    Label {
-        anchors.centerIn: parent
-        text: backend ? backend.statusMessage : ""
+    Component.onCompleted: {
+        if (uiSettings.splitState)
+            Qt.callLater(function() { mainSplit.restoreState(uiSettings.splitState) })
+    }
+    onClosing: function(close) {
+        uiSettings.splitState = mainSplit.saveState()
+    }
+
+    Settings {
+        id: uiSettings
+
+        property alias showStatus: statusToggle.checked
+        property alias showPort: portToggle.checked
+        property alias showTarget: targetToggle.checked
+        property alias showLog: logToggle.checked
+        property var splitState
+
+        fileName: window.localPath(StandardPaths.writableLocation(StandardPaths.AppConfigLocation)) + "/ui.ini"
+        category: "Layout"
+    }
+
+    component Panel: Rectangle {
+        color: "#2d2d2d"
+        radius: 8
+        border.color: "#404040"
+        border.width: 1
+    }
+
+    component Caption: Text {
+        font.pixelSize: 11
+        color: "#b0b0b0"
+    }
+
+    component LogButton: Button {
+        id: logButton
+
+        property string toolTipText
+
+        flat: true
+        ToolTip.visible: hovered && toolTipText !== ""
+        ToolTip.text: toolTipText
+        background: Rectangle {
+            radius: 4
+            color: logButton.pressed ? "#3d3d3d" : "#404040"
+        }
+        contentItem: Text {
+            text: logButton.text
+            color: "#ffffff"
+            font.pixelSize: 11
+            horizontalAlignment: Text.AlignHCenter
+            verticalAlignment: Text.AlignVCenter
+        }
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        anchors.margins: 10
+        spacing: 8
+
+        Panel {
+            id: toolbar
+
+            Layout.fillWidth: true
+            Layout.preferredHeight: toolbarRow.implicitHeight + 8
+            Layout.minimumWidth: toolbarRow.implicitWidth + 20
+
+            RowLayout {
+                id: toolbarRow
+
+                anchors.fill: parent
+                anchors.leftMargin: 12
+                anchors.rightMargin: 8
+                spacing: 4
+
+                Label {
+                    text: "Configuración OSC"
+                    font.pixelSize: 13
+                    font.bold: true
+                    color: Material.foreground
+                    elide: Text.ElideRight
+                    Layout.fillWidth: true
+                }
+                CheckBox {
+                    id: statusToggle
+                    text: "Estado"
+                    checked: false
+                }
+                CheckBox {
+                    id: portToggle
+                    text: "Puerto / Device"
+                    checked: false
+                }
+                CheckBox {
+                    id: targetToggle
+                    text: "Destino OSC"
+                    checked: true
+                }
+                CheckBox {
+                    id: logToggle
+                    text: "Log"
+                    checked: true
+                    ToolTip.visible: hovered
+                    ToolTip.text: "Mostrar u ocultar el log (oculto, la mesa ocupa todo el alto)"
+                }
+            }
+        }
+
+        Panel {
+            id: statusPanel
+
+            visible: statusToggle.checked
+            Layout.fillWidth: true
+            Layout.preferredHeight: Math.max(56, statusRow.implicitHeight + 20)
+
+            RowLayout {
+                id: statusRow
+
+                anchors.fill: parent
+                anchors.margins: 10
+                spacing: 10
+
+                Rectangle {
+                    width: 16
+                    height: 16
+                    radius: 8
+                    color: backend && backend.isRunning ? "#4caf50" : "#f44336"
+                    border.color: "#ffffff"
+                    border.width: 2
+                }
+                ColumnLayout {
+                    spacing: 2
+                    Layout.fillWidth: true
+
+                    Text {
+                        text: backend && backend.statusMessage !== "" ? backend.statusMessage
+                                                                      : "Ready (waiting for OSC)"
+                        font.pixelSize: 14
+                        font.bold: true
+                        color: "#ffffff"
+                    }
+                    Text {
+                        text: backend && backend.isRunning
+                              ? "Packets: " + (backend.packetCount || 0) + " | Port: " + (backend.baudRate || 0)
+                              : "Select OSC UDP port and device to start"
+                        font.pixelSize: 10
+                        color: "#b0b0b0"
+                    }
+                }
+            }
+        }
+
+        Panel {
+            id: portPanel
+
+            visible: portToggle.checked
+            Layout.fillWidth: true
+            Layout.preferredHeight: Math.max(72, portRow.implicitHeight + 20)
+
+            RowLayout {
+                id: portRow
+
+                anchors.fill: parent
+                anchors.margins: 10
+                spacing: 12
+
+                ColumnLayout {
+                    spacing: 4
+                    Layout.preferredWidth: 260
+
+                    Caption { text: "OSC UDP Port" }
+                    RowLayout {
+                        spacing: 6
+                        Layout.fillWidth: true
+
+                        ComboBox {
+                            id: portComboBox
+                            model: backend ? backend.availablePorts : []
+                            currentIndex: backend ? backend.selectedPortIndex : -1
+                            enabled: !!backend && !backend.isRunning
+                            Layout.fillWidth: true
+                            onCurrentIndexChanged: {
+                                if (backend)
+                                    backend.selectedPortIndex = currentIndex
+                            }
+                        }
+                        Button {
+                            text: "R"
+                            enabled: !!backend && !backend.isRunning
+                            ToolTip.visible: hovered
+                            ToolTip.text: "Refrescar puertos"
+                            onClicked: backend.refreshPorts()
+                        }
+                    }
+                }
+                ColumnLayout {
+                    spacing: 4
+                    Layout.preferredWidth: 220
+
+                    Caption { text: "Logical Device" }
+                    ComboBox {
+                        id: deviceComboBox
+                        model: backend ? backend.emulatedDevices : []
+                        currentIndex: backend ? backend.selectedDeviceIndex : 0
+                        enabled: !!backend && !backend.isRunning
+                        Layout.fillWidth: true
+                        onCurrentIndexChanged: {
+                            if (backend)
+                                backend.selectedDeviceIndex = currentIndex
+                        }
+                    }
+                }
+                RowLayout {
+                    spacing: 6
+                    Layout.fillWidth: true
+
+                    Button {
+                        text: "Start"
+                        enabled: !!backend && !backend.isRunning && portComboBox.currentIndex >= 0
+                        Layout.fillWidth: true
+                        onClicked: backend.startEmulation()
+                    }
+                    Button {
+                        text: "Stop"
+                        enabled: !!backend && backend.isRunning
+                        Layout.fillWidth: true
+                        onClicked: backend.stopEmulation()
+                    }
+                }
+            }
+        }
+
+        Panel {
+            id: targetPanel
+
+            visible: targetToggle.checked
+            Layout.fillWidth: true
+            Layout.preferredHeight: Math.max(64, targetRow.implicitHeight + 20)
+
+            RowLayout {
+                id: targetRow
+
+                anchors.fill: parent
+                anchors.margins: 10
+                spacing: 8
+
+                Text {
+                    text: "OSC Target:"
+                    color: Material.foreground
+                    font.pixelSize: 12
+                }
+                TextField {
+                    id: oscHostField
+                    placeholderText: "Host"
+                    text: backend ? backend.oscTargetHost : "127.0.0.1"
+                    Layout.preferredWidth: 140
+                    onEditingFinished: {
+                        if (backend)
+                            backend.oscTargetHost = text
+                    }
+                }
+                SpinBox {
+                    id: oscPortField
+                    from: 1
+                    to: 65535
+                    editable: false
+                    value: backend ? backend.oscTargetPort : 8000
+                    textFromValue: function(value) { return String(value) }
+                    onValueChanged: {
+                        if (backend)
+                            backend.oscTargetPort = value
+                    }
+                }
+                CheckBox {
+                    id: intValuesCheck
+                    text: "Int 0-127"
+                    checked: backend ? backend.sendIntValues : false
+                    ToolTip.visible: hovered
+                    ToolTip.text: "Enviar ints 0-127 (,i) en vez de floats 0.0-1.0 (,f). Lumenfold espera floats en OSC salvo que el mapeo defina inMin/inMax."
+                    onToggled: {
+                        if (backend)
+                            backend.sendIntValues = checked
+                    }
+                }
+                CheckBox {
+                    id: bundleCheck
+                    text: "Bundle"
+                    checked: backend ? backend.sendAsBundle : false
+                    ToolTip.visible: hovered
+                    ToolTip.text: "Enviar cada mensaje dentro de un #bundle (como TouchOSC con bundling activado)"
+                    onToggled: {
+                        if (backend)
+                            backend.sendAsBundle = checked
+                    }
+                }
+                Button {
+                    id: testButton
+                    text: "Test"
+                    ToolTip.visible: hovered
+                    ToolTip.text: "Pulsa y suelta Play D1 (/deck1/play) en el destino"
+                    onClicked: {
+                        if (backend) {
+                            backend.sendOscToAddress("/deck1/play", 255)
+                            backend.sendOscToAddress("/deck1/play", 0)
+                        }
+                    }
+                }
+                Item { Layout.fillWidth: true }
+            }
+        }
+
+        SplitView {
+            id: mainSplit
+
+            orientation: Qt.Vertical
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            handle: Rectangle {
+                implicitHeight: 8
+                color: SplitHandle.pressed ? "#4fc3f7" : (SplitHandle.hovered ? "#5a5a5a" : "transparent")
+
+                Rectangle {
+                    anchors.centerIn: parent
+                    width: 48
+                    height: 3
+                    radius: 2
+                    color: "#707070"
+                }
+            }
+
+            FixtureDeskView {
+                id: deskView
+                SplitView.fillHeight: true
+                SplitView.minimumHeight: 220
+            }
+
+            Rectangle {
+                id: logPanel
+
+                visible: logToggle.checked
+                color: "#1e1e1e"
+                radius: 8
+                border.color: "#404040"
+                border.width: 1
+                SplitView.preferredHeight: 200
+                SplitView.minimumHeight: 90
+
+                ColumnLayout {
+                    anchors.fill: parent
+                    anchors.margins: 10
+                    spacing: 5
+
+                    RowLayout {
+                        Layout.fillWidth: true
+
+                        Text {
+                            text: "Log Messages"
+                            font.pixelSize: 14
+                            font.bold: true
+                            color: "#ffffff"
+                            Layout.fillWidth: true
+                        }
+                        LogButton {
+                            text: "Ocultar"
+                            toolTipText: "Ocultar el log y dar todo el alto a la mesa"
+                            onClicked: logToggle.checked = false
+                        }
+                        LogButton {
+                            text: "Clear"
+                            onClicked: {
+                                if (backend)
+                                    backend.clearLog()
+                            }
+                        }
+                    }
+
+                    ScrollView {
+                        clip: true
+                        Layout.fillWidth: true
+                        Layout.fillHeight: true
+
+                        ListView {
+                            id: logListView
+
+                            model: backend ? backend.logMessages : []
+                            onCountChanged: Qt.callLater(logListView.positionViewAtEnd)
+
+                            delegate: Rectangle {
+                                required property int index
+                                required property string modelData
+
+                                width: ListView.view.width
+                                height: lineText.height + 4
+                                color: index % 2 === 0 ? "#1e1e1e" : "#252525"
+
+                                Text {
+                                    id: lineText
+                                    anchors.left: parent.left
+                                    anchors.right: parent.right
+                                    anchors.leftMargin: 5
+                                    anchors.rightMargin: 5
+                                    anchors.verticalCenter: parent.verticalCenter
+                                    text: modelData
+                                    font.pixelSize: 10
+                                    font.family: "Consolas, monospace"
+                                    color: window.logColor(modelData)
+                                    wrapMode: Text.Wrap
+                                }
+                            }
+                        }
+                    }
+                }
+            }
+        }
+
+        Rectangle {
+            id: footer
+
+            visible: !logToggle.checked && window.lastLogMessage !== ""
+            color: "#1e1e1e"
+            radius: 6
+            border.color: "#404040"
+            border.width: 1
+            Layout.fillWidth: true
+            Layout.preferredHeight: 30
+
+            RowLayout {
+                anchors.fill: parent
+                anchors.leftMargin: 10
+                anchors.rightMargin: 6
+                spacing: 8
+
+                Text {
+                    text: window.lastLogMessage
+                    font.pixelSize: 10
+                    font.family: "Consolas, monospace"
+                    color: window.logColor(window.lastLogMessage)
+                    elide: Text.ElideRight
+                    Layout.fillWidth: true
+                }
+                ToolButton {
+                    text: "Mostrar log"
+                    font.pixelSize: 11
+                    onClicked: logToggle.checked = true
+                }
+            }
+        }
     }
 }
