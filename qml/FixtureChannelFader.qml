@@ -1,0 +1,118 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+Rectangle {
+    id: root
+
+    property int universe: 0
+    property int channel: 1
+    property string label: ""
+    property string oscAddress: ""
+    property real valueScale: 1.0
+    property string argType: ""
+    property int lastSentValue: -1
+
+    function hasBackend() {
+        return typeof backend !== "undefined" && backend !== null
+    }
+
+    // Math.round rounds halves upward, as the sends require.
+    function scaledValue(v) {
+        return Math.round(v * valueScale)
+    }
+
+    function toInt127(scaled) {
+        return Math.round(scaled * 127 / 255)
+    }
+
+    function toUnit(scaled) {
+        return scaled / 255
+    }
+
+    function captionText(value) {
+        return (label !== "" ? label + " " : "") + channel + " (" + Math.round(value) + ")"
+                + (argType !== "" ? " ," + argType : "")
+    }
+
+    function noteMoved() {
+        if (!sendThrottle.running)
+            sendThrottle.start()
+    }
+
+    function noteReleased() {
+        sendThrottle.stop()
+        sendValue(valueSlider.value)
+    }
+
+    function sendValue(v) {
+        if (!hasBackend())
+            return
+        const scaled = scaledValue(v)
+        if (scaled === lastSentValue)
+            return
+        lastSentValue = scaled
+        if (oscAddress === "") {
+            backend.sendOscChannel(universe, channel, scaled)
+        } else if (argType === "i" || argType === "h") {
+            backend.sendOscTyped(oscAddress, argType, [toInt127(scaled)])
+        } else if (argType === "f" || argType === "d") {
+            backend.sendOscTyped(oscAddress, argType, [toUnit(scaled)])
+        } else {
+            backend.sendOscToAddress(oscAddress, scaled)
+        }
+    }
+
+    implicitWidth: 40
+    implicitHeight: 160
+    radius: 4
+    color: "#252525"
+    border.color: "#404040"
+    border.width: 1
+
+    ColumnLayout {
+        anchors.fill: parent
+        anchors.margins: 4
+        spacing: 4
+
+        Slider {
+            id: valueSlider
+
+            objectName: "valueSlider"
+            orientation: Qt.Vertical
+            from: 0
+            to: 255
+            stepSize: 1
+            snapMode: Slider.NoSnap
+            live: true
+            value: 0
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+
+            onMoved: root.noteMoved()
+            onPressedChanged: {
+                if (!pressed)
+                    root.noteReleased()
+            }
+        }
+
+        Text {
+            objectName: "caption"
+            text: root.captionText(valueSlider.value)
+            color: "white"
+            font.pixelSize: 9
+            horizontalAlignment: Text.AlignHCenter
+            wrapMode: Text.WordWrap
+            Layout.fillWidth: true
+        }
+    }
+
+    Timer {
+        id: sendThrottle
+
+        objectName: "sendThrottle"
+        interval: 33
+        repeat: false
+        onTriggered: root.sendValue(valueSlider.value)
+    }
+}

@@ -1,0 +1,38 @@
+#include "oscdumpprocess.h"
+#include "oscemulatorbackend.h"
+#include "recordingbackend.h"
+
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QQuickStyle>
+#include <QtQuickTest>
+
+// Runs the desk's QML tests with `backend` set: a RecordingBackend, or the real backend
+// when OSC_QML_BACKEND is "real". The desk's documents are found at qrc:/.
+class DeskTestSetup : public QObject
+{
+    Q_OBJECT
+public slots:
+    void applicationAvailable()
+    {
+        QQuickStyle::setStyle(QStringLiteral("Material"));
+    }
+
+    void qmlEngineAvailable(QQmlEngine *engine)
+    {
+        engine->addImportPath(QStringLiteral("qrc:/"));
+        QObject *backend = nullptr;
+        if (qEnvironmentVariable("OSC_QML_BACKEND") == QLatin1String("real"))
+            backend = new OscEmulatorBackend(engine);
+        else
+            backend = new RecordingBackend(engine);
+        QQmlContext *context = engine->rootContext();
+        context->setContextProperty(QStringLiteral("backend"), backend);
+        context->setContextProperty(QStringLiteral("oscdump"), new OscDumpProcess(engine));
+        context->setContextProperty(QStringLiteral("examplesDir"), qEnvironmentVariable("OSC_EXAMPLES_DIR"));
+    }
+};
+
+QUICK_TEST_MAIN_WITH_SETUP(desk_qml, DeskTestSetup)
+
+#include "deskqmltests.moc"
