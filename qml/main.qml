@@ -98,6 +98,7 @@ ApplicationWindow {
 
         Panel {
             id: toolbar
+            objectName: "toolbar"
 
             Layout.fillWidth: true
             Layout.preferredHeight: toolbarRow.implicitHeight + 8
@@ -121,21 +122,25 @@ ApplicationWindow {
                 }
                 CheckBox {
                     id: statusToggle
+                    objectName: "statusToggle"
                     text: "Estado"
                     checked: false
                 }
                 CheckBox {
                     id: portToggle
+                    objectName: "portToggle"
                     text: "Puerto / Device"
                     checked: false
                 }
                 CheckBox {
                     id: targetToggle
+                    objectName: "targetToggle"
                     text: "Destino OSC"
                     checked: true
                 }
                 CheckBox {
                     id: logToggle
+                    objectName: "logToggle"
                     text: "Log"
                     checked: true
                     ToolTip.visible: hovered
@@ -146,6 +151,7 @@ ApplicationWindow {
 
         Panel {
             id: statusPanel
+            objectName: "statusPanel"
 
             visible: statusToggle.checked
             Layout.fillWidth: true
@@ -159,6 +165,7 @@ ApplicationWindow {
                 spacing: 10
 
                 Rectangle {
+                    objectName: "runningIndicator"
                     width: 16
                     height: 16
                     radius: 8
@@ -171,6 +178,7 @@ ApplicationWindow {
                     Layout.fillWidth: true
 
                     Text {
+                        objectName: "statusText"
                         text: backend && backend.statusMessage !== "" ? backend.statusMessage
                                                                       : "Ready (waiting for OSC)"
                         font.pixelSize: 14
@@ -178,6 +186,7 @@ ApplicationWindow {
                         color: "#ffffff"
                     }
                     Text {
+                        objectName: "statusDetailText"
                         text: backend && backend.isRunning
                               ? "Packets: " + (backend.packetCount || 0) + " | Port: " + (backend.baudRate || 0)
                               : "Select OSC UDP port and device to start"
@@ -190,6 +199,7 @@ ApplicationWindow {
 
         Panel {
             id: portPanel
+            objectName: "portPanel"
 
             visible: portToggle.checked
             Layout.fillWidth: true
@@ -213,6 +223,7 @@ ApplicationWindow {
 
                         ComboBox {
                             id: portComboBox
+                            objectName: "portComboBox"
                             model: backend ? backend.availablePorts : []
                             currentIndex: backend ? backend.selectedPortIndex : -1
                             enabled: !!backend && !backend.isRunning
@@ -223,6 +234,7 @@ ApplicationWindow {
                             }
                         }
                         Button {
+                            objectName: "refreshButton"
                             text: "R"
                             enabled: !!backend && !backend.isRunning
                             ToolTip.visible: hovered
@@ -238,6 +250,7 @@ ApplicationWindow {
                     Caption { text: "Logical Device" }
                     ComboBox {
                         id: deviceComboBox
+                        objectName: "deviceComboBox"
                         model: backend ? backend.emulatedDevices : []
                         currentIndex: backend ? backend.selectedDeviceIndex : 0
                         enabled: !!backend && !backend.isRunning
@@ -253,12 +266,14 @@ ApplicationWindow {
                     Layout.fillWidth: true
 
                     Button {
+                        objectName: "startButton"
                         text: "Start"
                         enabled: !!backend && !backend.isRunning && portComboBox.currentIndex >= 0
                         Layout.fillWidth: true
                         onClicked: backend.startEmulation()
                     }
                     Button {
+                        objectName: "stopButton"
                         text: "Stop"
                         enabled: !!backend && backend.isRunning
                         Layout.fillWidth: true
@@ -270,6 +285,7 @@ ApplicationWindow {
 
         Panel {
             id: targetPanel
+            objectName: "targetPanel"
 
             visible: targetToggle.checked
             Layout.fillWidth: true
@@ -289,6 +305,7 @@ ApplicationWindow {
                 }
                 TextField {
                     id: oscHostField
+                    objectName: "oscHostField"
                     placeholderText: "Host"
                     text: backend ? backend.oscTargetHost : "127.0.0.1"
                     Layout.preferredWidth: 140
@@ -299,6 +316,7 @@ ApplicationWindow {
                 }
                 SpinBox {
                     id: oscPortField
+                    objectName: "oscPortField"
                     from: 1
                     to: 65535
                     editable: false
@@ -311,6 +329,7 @@ ApplicationWindow {
                 }
                 CheckBox {
                     id: intValuesCheck
+                    objectName: "intValuesCheck"
                     text: "Int 0-127"
                     checked: backend ? backend.sendIntValues : false
                     ToolTip.visible: hovered
@@ -322,6 +341,7 @@ ApplicationWindow {
                 }
                 CheckBox {
                     id: bundleCheck
+                    objectName: "bundleCheck"
                     text: "Bundle"
                     checked: backend ? backend.sendAsBundle : false
                     ToolTip.visible: hovered
@@ -333,6 +353,7 @@ ApplicationWindow {
                 }
                 Button {
                     id: testButton
+                    objectName: "testButton"
                     text: "Test"
                     ToolTip.visible: hovered
                     ToolTip.text: "Pulsa y suelta Play D1 (/deck1/play) en el destino"
@@ -349,6 +370,7 @@ ApplicationWindow {
 
         SplitView {
             id: mainSplit
+            objectName: "mainSplit"
 
             orientation: Qt.Vertical
             Layout.fillWidth: true
@@ -374,6 +396,7 @@ ApplicationWindow {
 
             Rectangle {
                 id: logPanel
+                objectName: "logPanel"
 
                 visible: logToggle.checked
                 color: "#1e1e1e"
@@ -399,11 +422,13 @@ ApplicationWindow {
                             Layout.fillWidth: true
                         }
                         LogButton {
+                            objectName: "hideLogButton"
                             text: "Ocultar"
                             toolTipText: "Ocultar el log y dar todo el alto a la mesa"
                             onClicked: logToggle.checked = false
                         }
                         LogButton {
+                            objectName: "clearLogButton"
                             text: "Clear"
                             onClicked: {
                                 if (backend)
@@ -419,6 +444,7 @@ ApplicationWindow {
 
                         ListView {
                             id: logListView
+                            objectName: "logListView"
 
                             model: backend ? backend.logMessages : []
                             onCountChanged: Qt.callLater(logListView.positionViewAtEnd)
@@ -453,6 +479,7 @@ ApplicationWindow {
 
         Rectangle {
             id: footer
+            objectName: "footer"
 
             visible: !logToggle.checked && window.lastLogMessage !== ""
             color: "#1e1e1e"
@@ -469,6 +496,7 @@ ApplicationWindow {
                 spacing: 8
 
                 Text {
+                    objectName: "footerText"
                     text: window.lastLogMessage
                     font.pixelSize: 10
                     font.family: "Consolas, monospace"
@@ -477,6 +505,7 @@ ApplicationWindow {
                     Layout.fillWidth: true
                 }
                 ToolButton {
+                    objectName: "showLogButton"
                     text: "Mostrar log"
                     font.pixelSize: 11
                     onClicked: logToggle.checked = true

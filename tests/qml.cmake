@@ -7,6 +7,7 @@ osc_add_test(tst_desk_qml
     SOURCES qml/deskqmltests.cpp
         support/recordingbackend.h support/recordingbackend.cpp
         support/oscdumpprocess.h support/oscdumpprocess.cpp
+        support/testtools.h support/testtools.cpp
     LIBRARIES Qt6::QuickTest Qt6::Quick Qt6::QuickControls2 Qt6::Network oscdesk_qml oscdesk_backend)
 target_include_directories(tst_desk_qml PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}/support")
 target_compile_definitions(tst_desk_qml PRIVATE
@@ -19,3 +20,12 @@ add_test(NAME tst_desk_wire
     WORKING_DIRECTORY "${desk_wire_dir}")
 set_tests_properties(tst_desk_wire PROPERTIES ENVIRONMENT
     "QT_QPA_PLATFORM=offscreen;XDG_CONFIG_HOME=${desk_wire_dir}/config;OSC_EXAMPLES_DIR=${PROJECT_SOURCE_DIR}/examples;OSC_QML_BACKEND=real")
+
+# The whole window, from the user's hand to the wire and back, with the real backend.
+set(main_window_dir "${CMAKE_CURRENT_BINARY_DIR}/run/tst_main_window")
+file(MAKE_DIRECTORY "${main_window_dir}")
+add_test(NAME tst_main_window
+    COMMAND tst_desk_qml -input "${CMAKE_CURRENT_SOURCE_DIR}/qml/main"
+    WORKING_DIRECTORY "${main_window_dir}")
+set_tests_properties(tst_main_window PROPERTIES RESOURCE_LOCK device_ports ENVIRONMENT
+    "QT_QPA_PLATFORM=offscreen;XDG_CONFIG_HOME=${main_window_dir}/config;OSC_EXAMPLES_DIR=${PROJECT_SOURCE_DIR}/examples;OSC_QML_BACKEND=real")

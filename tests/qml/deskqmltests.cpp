@@ -1,6 +1,7 @@
 #include "oscdumpprocess.h"
 #include "oscemulatorbackend.h"
 #include "recordingbackend.h"
+#include "testtools.h"
 
 #include <QQmlContext>
 #include <QQmlEngine>
@@ -30,6 +31,7 @@ public slots:
         context->setContextProperty(QStringLiteral("backend"), backend);
         context->setContextProperty(QStringLiteral("oscdump"), new OscDumpProcess(engine));
         context->setContextProperty(QStringLiteral("examplesDir"), qEnvironmentVariable("OSC_EXAMPLES_DIR"));
+        context->setContextProperty(QStringLiteral("testTools"), new TestTools(engine));
     }
 };
 
