@@ -166,8 +166,8 @@ ApplicationWindow {
 
                 Rectangle {
                     objectName: "runningIndicator"
-                    width: 16
-                    height: 16
+                    Layout.preferredWidth: 16
+                    Layout.preferredHeight: 16
                     radius: 8
                     color: backend && backend.isRunning ? "#4caf50" : "#f44336"
                     border.color: "#ffffff"
@@ -184,6 +184,7 @@ ApplicationWindow {
                         font.pixelSize: 14
                         font.bold: true
                         color: "#ffffff"
+                        Layout.fillWidth: true
                     }
                     Text {
                         objectName: "statusDetailText"
@@ -192,6 +193,7 @@ ApplicationWindow {
                               : "Select OSC UDP port and device to start"
                         font.pixelSize: 10
                         color: "#b0b0b0"
+                        Layout.fillWidth: true
                     }
                 }
             }

@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Takes the README's screenshots of the real window under Xvfb (real OpenGL rendering,
+# unlike the offscreen platform) into docs/. Needs a build (tools/test.sh).
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+mkdir -p "$work/config"
+(cd "$work" && XDG_CONFIG_HOME="$work/config" OSC_QML_BACKEND=real QT_QPA_PLATFORM=xcb \
+    OSC_EXAMPLES_DIR="$ROOT/examples" \
+    xvfb-run -a -s "-screen 0 1600x1000x24" \
+    "$BUILD_DIR/tests/tst_desk_qml" -input "$ROOT/tools/screenshots/tst_screenshots.qml" >/dev/null)
+cp "$work/config/window.png" "$ROOT/docs/window.png"
+cp "$work/config/window-minimum.png" "$ROOT/docs/window-minimum.png"
+echo "Screenshots written to docs/window.png and docs/window-minimum.png"

@@ -1,0 +1,66 @@
+import QtQuick
+import QtTest
+import "../../tests/qml/desk/DeskTesting.js" as DeskTesting
+
+// Not a test: takes the README's screenshots of the real window (see tools/screenshots.sh).
+TestCase {
+    id: shots
+
+    property var mainWindow: null
+
+    function child(name) {
+        return findChild(mainWindow.contentItem, name)
+    }
+
+    function control(stripName, label) {
+        const strip = DeskTesting.stripsIn(mainWindow.contentItem).find(candidate => candidate.name === stripName)
+        return DeskTesting.controlsIn(strip).find(candidate => candidate.label === label)
+    }
+
+    // The whole X screen, cut to the window (Xvfb has no window manager: it sits at 0,0).
+    function save(file) {
+        wait(200)
+        compare(testTools.run("import", ["-window", "root", "-crop",
+                                         mainWindow.width + "x" + mainWindow.height + "+0+0",
+                                         testTools.configFolder + "/../" + file]), 0)
+    }
+
+    function test_screenshots() {
+        testTools.copyFile(examplesDir + "/osc_fixtures.json", testTools.configFolder + "/osc_fixtures.json")
+        mainWindow = Qt.createComponent("qrc:/main.qml").createObject(null)
+        waitForRendering(mainWindow.contentItem)
+        mouseClick(child("statusToggle"))
+        mouseClick(child("reloadButton"))
+        waitForRendering(mainWindow.contentItem)
+        wait(200)
+
+        const volume = findChild(control("Deck 1", "Volume"), "valueSlider")
+        mouseDrag(volume, volume.width / 2, volume.height - 6, 0, -volume.height * 0.7, Qt.LeftButton, Qt.NoModifier, 20)
+        const hi = findChild(control("Deck 1", "EQ Hi"), "valueSlider")
+        mouseDrag(hi, hi.width / 2, hi.height - 6, 0, -hi.height * 0.4, Qt.LeftButton, Qt.NoModifier, 20)
+        const crossfader = findChild(control("Mixer + FX", "Crossfader"), "valueSlider")
+        mouseDrag(crossfader, crossfader.width / 2, crossfader.height - 6, 0, -crossfader.height * 0.5,
+                  Qt.LeftButton, Qt.NoModifier, 20)
+        mouseClick(findChild(control("Deck 1", "Play"), "btn"))
+        const jog = findChild(control("Deck 1", "Jog"), "pad")
+        mouseDrag(jog, jog.width / 2, jog.height / 2, jog.width * 0.2, -jog.height * 0.25, Qt.LeftButton,
+                  Qt.NoModifier, 20)
+        mouseClick(child("testButton"))
+        backend.sendOscChannel(0, 600, 10)
+        backend.startEmulation()
+        testTools.run("oscsend", ["localhost", "9000", "/osc/channel", "iii", "0", "1", "200"])
+        testTools.run("oscsend", ["localhost", "9000", "/deck1/play", "f", "1.0"])
+        wait(300)
+        save("window.png")
+
+        mainWindow.width = mainWindow.minimumWidth
+        mainWindow.height = mainWindow.minimumHeight
+        wait(300)
+        save("window-minimum.png")
+        backend.stopEmulation()
+        mainWindow.close()
+    }
+
+    name: "Screenshots"
+    when: windowShown
+}
