@@ -2,11 +2,33 @@
 #include "oscemulatorbackend.h"
 
 #include <QDebug>
+#include <QLoggingCategory>
 
 namespace {
 constexpr int kMaxLogLines = 500;
 constexpr int kMaxLogFileAttempts = 1000;
+
+// The same message as `qDebug() << line`: the line in double quotes. QDebug's stream
+// escapes quotes, backslashes and unprintable characters character by character, which
+// costs more than the rest of a log line; a line with none of them goes straight to the
+// message handler.
+void debugOutput(const QString &line)
+{
+    const QLoggingCategory &category = *QLoggingCategory::defaultCategory();
+    if (!category.isDebugEnabled())
+        return;
+    for (const QChar c : line) {
+        if (c.unicode() < 0x20 || c.unicode() > 0x7e || c == u'"' || c == u'\\') {
+            qDebug() << line;
+            return;
+        }
+    }
+    QString quoted;
+    quoted.reserve(line.size() + 2);
+    quoted.append(u'"').append(line).append(u'"');
+    qt_message_output(QtDebugMsg, QMessageLogContext(nullptr, 0, nullptr, category.categoryName()), quoted);
 }
+} // namespace
 
 void OscEmulatorBackend::openLogFile()
 {
@@ -60,7 +82,7 @@ void OscEmulatorBackend::addLogMessage(const QString &message, QtMsgType level) 
     if (m_logMessages.size() > kMaxLogLines)
         m_logMessages.removeFirst();
     emit const_cast<OscEmulatorBackend *>(this)->logMessagesChanged();
-    qDebug() << line;
+    debugOutput(line);
     writeLogFileLine(stamp, line);
 }
 

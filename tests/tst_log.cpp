@@ -20,6 +20,8 @@ private slots:
     void lineFormats();
     void messageKeptVerbatim_data();
     void messageKeptVerbatim();
+    void debugOutputAsQDebugWritesIt_data();
+    void debugOutputAsQDebugWritesIt();
     void capAt500Lines();
     void clearLog();
     void fileFirstAndLastLines();
@@ -92,6 +94,36 @@ void TestLog::messageKeptVerbatim()
     QFile file(backend.logFileName());
     QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
     QVERIFY(QString::fromUtf8(file.readAll()).contains("] [INFO] OSC target host set to " + host + "\n"));
+}
+
+void TestLog::debugOutputAsQDebugWritesIt_data()
+{
+    QTest::addColumn<QString>("host");
+    QTest::newRow("plain") << QStringLiteral("10.0.0.1");
+    QTest::newRow("quote") << QStringLiteral("a\"b");
+    QTest::newRow("backslash") << QStringLiteral("a\\b");
+    QTest::newRow("tab") << QStringLiteral("a\tb");
+    QTest::newRow("accent") << QStringLiteral("caf\u00e9");
+}
+
+static QStringList s_debugMessages;
+
+void TestLog::debugOutputAsQDebugWritesIt()
+{
+    QFETCH(QString, host);
+    OscEmulatorBackend backend;
+    s_debugMessages.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext &, const QString &message) {
+                if (type == QtDebugMsg)
+                    s_debugMessages << message;
+            });
+    backend.setOscTargetHost(host);
+    qInstallMessageHandler(previous);
+
+    QString expected;
+    QDebug(&expected).nospace() << backend.logMessages().last();
+    QCOMPARE(s_debugMessages, QStringList{expected});
 }
 
 void TestLog::capAt500Lines()
