@@ -14,6 +14,7 @@ OscEmulatorBackend::OscEmulatorBackend(QObject *parent)
     , m_packetCount(0)
     , m_baudRate(8000)
     , m_oscTargetHost(QStringLiteral("127.0.0.1"))
+    , m_targetAddress(m_oscTargetHost)
     , m_oscTargetPort(8000)
     , m_sendIntValues(false)
     , m_sendAsBundle(false)
@@ -75,6 +76,8 @@ void OscEmulatorBackend::setOscTargetHost(const QString &host)
     if (host == m_oscTargetHost)
         return;
     m_oscTargetHost = host;
+    // Numeric addresses only: host names are never resolved.
+    m_targetAddress = QHostAddress(host);
     addLogMessage(QStringLiteral("OSC target host set to ") + host, QtInfoMsg);
     emit oscTargetHostChanged();
 }

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QFile>
+#include <QHostAddress>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -146,6 +147,7 @@ private:
     int m_packetCount;
     int m_baudRate;
     QString m_oscTargetHost;
+    QHostAddress m_targetAddress;  // m_oscTargetHost parsed; null when it is no address literal
     int m_oscTargetPort;
     bool m_sendIntValues;
     bool m_sendAsBundle;

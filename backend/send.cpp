@@ -29,7 +29,8 @@ void OscEmulatorBackend::sendOscChannel(int universe, int channel, int value)
     }
     const int mapped = ValueMapping::mapToInt127(value);
     sendOscDatagram(Osc::buildOscChannelMessage(universe, channel, mapped),
-                    QStringLiteral("/osc/channel ,iii %1 %2 %3").arg(universe).arg(channel).arg(mapped));
+                    QStringLiteral("/osc/channel ,iii ") + QString::number(universe) + QLatin1Char(' ')
+                            + QString::number(channel) + QLatin1Char(' ') + QString::number(mapped));
 }
 
 void OscEmulatorBackend::sendOscToAddress(const QString &oscAddress, int value)
@@ -73,8 +74,7 @@ void OscEmulatorBackend::sendOscTyped(const QString &oscAddress, const QString &
 
 bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QString &description)
 {
-    // Numeric addresses only: host names are never resolved.
-    const QHostAddress address(m_oscTargetHost);
+    const QHostAddress &address = m_targetAddress;
     if (address.isNull()) {
         addLogMessage(QStringLiteral("Cannot send OSC: invalid target host '%1'.").arg(m_oscTargetHost),
                       QtWarningMsg);
@@ -83,11 +83,18 @@ bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QStrin
     const QByteArray datagram = m_sendAsBundle ? Osc::wrapInBundle(message) : message;
     if (!emulatorPort->send(datagram, address, static_cast<quint16>(m_oscTargetPort)))
         return false;
-    addLogMessage(QStringLiteral("TX OSC %1%2, size=%3 bytes, dst=%4:%5, hex=%6")
-                          .arg(m_sendAsBundle ? QStringLiteral("[bundle] ") : QString(), description,
-                               QString::number(datagram.size()), m_oscTargetHost,
-                               QString::number(m_oscTargetPort), Osc::hexDigits(datagram, kTxHexDigits)),
-                  QtInfoMsg);
+    // "TX OSC %1%2, size=%3 bytes, dst=%4:%5, hex=%6", appended piece by piece: this line
+    // is written for every datagram the desk sends.
+    const QString hex = Osc::hexDigits(datagram, kTxHexDigits);
+    QString line;
+    line.reserve(64 + description.size() + m_oscTargetHost.size() + hex.size());
+    line.append(u"TX OSC ");
+    if (m_sendAsBundle)
+        line.append(u"[bundle] ");
+    line.append(description).append(u", size=").append(QString::number(datagram.size()));
+    line.append(u" bytes, dst=").append(m_oscTargetHost).append(u':').append(QString::number(m_oscTargetPort));
+    line.append(u", hex=").append(hex);
+    addLogMessage(line, QtInfoMsg);
     return true;
 }
 

@@ -272,10 +272,15 @@ QByteArray wrapInBundle(const QByteArray &message)
 
 QString hexDigits(const QByteArray &data, int maxDigits)
 {
-    const int bytes = qMin(data.size(), (qMax(maxDigits, 0) + 1) / 2);
-    QByteArray hex = QByteArray::fromRawData(data.constData(), bytes).toHex();
-    hex.truncate(maxDigits);
-    return QString::fromLatin1(hex);
+    static const char digits[] = "0123456789abcdef";
+    const qsizetype count = qMin(data.size() * 2, qsizetype(qMax(maxDigits, 0)));
+    QString hex(count, Qt::Uninitialized);
+    QChar *out = hex.data();
+    for (qsizetype i = 0; i < count; ++i) {
+        const quint8 byte = quint8(data.at(i / 2));
+        out[i] = QLatin1Char(digits[(i % 2 == 0) ? byte >> 4 : byte & 0xf]);
+    }
+    return hex;
 }
 
 } // namespace Osc
