@@ -1,0 +1,129 @@
+// The receive path: another process floods the listening port with /osc/channel datagrams;
+// how many are processed (table updated, log-file line written) and how fast, beside a
+// plain recvmmsg() drain of the same flood.
+#include "oscemulatorbackend.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QProcess>
+#include <QTimer>
+
+#include <benchmark/benchmark.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kFlood = 200000;
+
+QString senderPath()
+{
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/flood_sender");
+}
+
+void report(benchmark::State &state, int processed, qint64 elapsedNs)
+{
+    state.SetIterationTime(double(elapsedNs) / 1e9);
+    state.counters["processed_pct"] = 100.0 * processed / kFlood;
+    state.counters["datagrams_per_s"] = processed / (double(elapsedNs) / 1e9);
+}
+
+void ReceivePath_Backend(benchmark::State &state)
+{
+    for (auto _ : state) {
+        OscEmulatorBackend backend;
+        backend.startEmulation();
+        if (!backend.isRunning()) {
+            state.SkipWithError("port 9000 is taken");
+            return;
+        }
+        QEventLoop loop;
+        QElapsedTimer clock;
+        qint64 elapsed = 0;
+        QObject::connect(&backend, &OscEmulatorBackend::errorOccurred, &loop, [&] {
+            if (elapsed == 0)
+                elapsed = clock.nsecsElapsed();
+            loop.quit();
+        });
+        QTimer::singleShot(30000, &loop, &QEventLoop::quit);
+        QProcess sender;
+        clock.start();
+        sender.start(senderPath(), {QStringLiteral("9000"), QString::number(kFlood)});
+        loop.exec();
+        sender.waitForFinished();
+        if (elapsed == 0)
+            elapsed = clock.nsecsElapsed();
+        backend.stopEmulation();
+
+        QFile log(backend.logFileName());
+        log.open(QIODevice::ReadOnly);
+        const int processed = int(log.readAll().count("] Raw OSC datagram received - Size: 36 bytes"));
+        report(state, processed, elapsed);
+    }
+}
+BENCHMARK(ReceivePath_Backend)->UseManualTime()->Iterations(1)->Repetitions(3)->Unit(benchmark::kMillisecond);
+
+void ReceivePath_RawRecvmmsg(benchmark::State &state)
+{
+    for (auto _ : state) {
+        const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+        const int buffer = 8 << 20;
+        ::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &buffer, sizeof buffer);
+        sockaddr_in local{};
+        local.sin_family = AF_INET;
+        local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        ::bind(fd, reinterpret_cast<sockaddr *>(&local), sizeof local);
+        socklen_t length = sizeof local;
+        ::getsockname(fd, reinterpret_cast<sockaddr *>(&local), &length);
+
+        constexpr int kBatch = 64;
+        static char data[kBatch][2048];
+        iovec iov[kBatch];
+        mmsghdr messages[kBatch];
+        for (int i = 0; i < kBatch; ++i) {
+            iov[i] = {data[i], sizeof data[i]};
+            messages[i] = {};
+            messages[i].msg_hdr.msg_iov = &iov[i];
+            messages[i].msg_hdr.msg_iovlen = 1;
+        }
+
+        QProcess sender;
+        QElapsedTimer clock;
+        clock.start();
+        sender.start(senderPath(), {QString::number(ntohs(local.sin_port)), QString::number(kFlood)});
+        int processed = 0;
+        bool ended = false;
+        while (!ended && clock.elapsed() < 30000) {
+            pollfd waitFor{fd, POLLIN, 0};
+            if (::poll(&waitFor, 1, 100) <= 0)
+                continue;
+            const int got = ::recvmmsg(fd, messages, kBatch, MSG_DONTWAIT, nullptr);
+            for (int i = 0; i < got; ++i) {
+                if (messages[i].msg_len == 36)
+                    ++processed;
+                else
+                    ended = true;
+            }
+        }
+        const qint64 elapsed = clock.nsecsElapsed();
+        sender.waitForFinished();
+        ::close(fd);
+        report(state, processed, elapsed);
+    }
+}
+BENCHMARK(ReceivePath_RawRecvmmsg)->UseManualTime()->Iterations(1)->Repetitions(3)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
