@@ -61,11 +61,12 @@ void OscEmulatorBackend::saveFixturesToFile(const QString &filePath) const
     QDir().mkpath(QFileInfo(path).absolutePath());
 
     // Written beside the target and renamed over it on commit, so a failed write
-    // leaves the previous file as it was.
+    // leaves the previous file as it was. The explicit flush matters: commit() does not
+    // notice a failure to write out what the file still buffers.
     QSaveFile file(path);
     file.setDirectWriteFallback(true);
     const bool written = file.open(QIODevice::WriteOnly | QIODevice::Text)
-            && file.write(json) == json.size() && file.commit();
+            && file.write(json) == json.size() && file.flush() && file.commit();
     if (!written) {
         const QString message = QStringLiteral("Cannot write fixtures file: %1").arg(path);
         addLogMessage(message, QtCriticalMsg);

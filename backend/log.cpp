@@ -4,6 +4,8 @@
 #include <QDebug>
 #include <QLoggingCategory>
 
+#include <cerrno>
+
 namespace {
 constexpr int kMaxLogLines = 500;
 constexpr int kMaxLogFileAttempts = 1000;
@@ -96,10 +98,14 @@ void OscEmulatorBackend::writeLogFileLine(const LogFormat::Stamp &stamp, const Q
     if (!logStream || !logFile || !logFile->isOpen())
         return;
     *logStream << LogFormat::fileLine(stamp, text);
+    errno = 0;
     logStream->flush();
+    const int writeErrno = errno;
     if (logStream->status() == QTextStream::Ok && logFile->error() == QFileDevice::NoError)
         return;
-    const QString reason = logFile->errorString();
+    // A short write leaves no error on the file; the system's own reason is in errno.
+    const QString reason = logFile->error() == QFileDevice::NoError && writeErrno != 0 ? qt_error_string(writeErrno)
+                                                                                       : logFile->errorString();
     logStream->resetStatus();
     logFile->unsetError();
     // Said once per run; the in-memory log goes on regardless.

@@ -3,6 +3,7 @@ set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 BUILD_DIR="${BUILD_DIR:-$ROOT/build}"
+SANITIZE_BUILD_DIR="${SANITIZE_BUILD_DIR:-$ROOT/build-sanitize}"
 
 PACKAGES=(
     build-essential cmake ninja-build pkg-config
@@ -36,4 +37,12 @@ build() {
         cmake -S "$ROOT" -B "$dir" -G Ninja "$@" >/dev/null
     fi
     cmake --build "$dir" --parallel "$(nproc)"
+}
+
+# Any sanitizer report ends its process with an error and a stack trace. Leak checking
+# stays on, with Qt Quick's own leaks at exit suppressed (tools/lsan.supp says which).
+sanitizer_environment() {
+    export ASAN_OPTIONS="halt_on_error=1:abort_on_error=1:print_stacktrace=1:detect_leaks=1:strict_string_checks=1"
+    export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1"
+    export LSAN_OPTIONS="suppressions=$ROOT/tools/lsan.supp:print_suppressions=0"
 }
