@@ -7,6 +7,11 @@
 #include <QUdpSocket>
 
 // The desk's one UDP socket: listening for the emulated device and sending to the target.
+//
+// On Linux an unconnected UDP socket hears nothing of the ICMP port-unreachable replies
+// to its datagrams unless the kernel's extended error reporting (IP_RECVERR and
+// IPV6_RECVERR) is on; the port turns it on whenever the socket gets bound and reads
+// the refusals from the socket's error queue, one targetUnreachable per refused datagram.
 class OscEmulatorPort : public QObject
 {
     Q_OBJECT
@@ -33,6 +38,13 @@ private slots:
 
 private:
     void handleSocketError(QAbstractSocket::SocketError error);
+    void readOneDatagram(qint64 size, bool quietly);
+    bool bindForSending();
+    void enableErrorQueue();
+    int drainErrorQueue();
 
     QUdpSocket m_socket;
+    // Entries taken from the error queue so far; lets send() tell a write that failed
+    // only because it collected an earlier refusal.
+    quint64 m_queuedErrorsDrained = 0;
 };

@@ -1,0 +1,1 @@
+osc_add_test(tst_oscemulatorport SOURCES tst_oscemulatorport.cpp LIBRARIES oscdesk_net)
