@@ -1,8 +1,8 @@
+#include "diagnostics.h"
 #include "logformat.h"
 #include "oscemulatorbackend.h"
 
 #include <QDebug>
-#include <QLoggingCategory>
 
 #include <cerrno>
 
@@ -16,8 +16,7 @@ constexpr int kMaxLogFileAttempts = 1000;
 // message handler.
 void debugOutput(const QString &line)
 {
-    const QLoggingCategory &category = *QLoggingCategory::defaultCategory();
-    if (!category.isDebugEnabled())
+    if (!debugEnabled())
         return;
     for (const QChar c : line) {
         if (c.unicode() < 0x20 || c.unicode() > 0x7e || c == u'"' || c == u'\\') {
@@ -28,7 +27,7 @@ void debugOutput(const QString &line)
     QString quoted;
     quoted.reserve(line.size() + 2);
     quoted.append(u'"').append(line).append(u'"');
-    qt_message_output(QtDebugMsg, QMessageLogContext(nullptr, 0, nullptr, category.categoryName()), quoted);
+    debugMessage(quoted);
 }
 } // namespace
 

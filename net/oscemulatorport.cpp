@@ -3,6 +3,8 @@
 #include <QDebug>
 #include <QSignalBlocker>
 
+#include "diagnostics.h"
+
 #ifdef Q_OS_LINUX
 #include <cerrno>
 #include <cstring>
@@ -14,6 +16,11 @@
 namespace {
 // Larger than any UDP payload.
 constexpr qint64 kMaxDatagramSize = 65536;
+// Datagrams handled per wake-up before the event loop gets its turn again (timers,
+// painting); the rest wait in the socket's receive buffer.
+constexpr int kMaxDatagramsPerWakeUp = 256;
+// A flood from another program is absorbed here while the desk catches up.
+constexpr int kReceiveBufferBytes = 8 << 20;
 }
 
 OscEmulatorPort::OscEmulatorPort(QObject *parent)
@@ -41,6 +48,7 @@ bool OscEmulatorPort::open(quint16 port)
     }
     if (bound) {
         enableErrorQueue();
+        enlargeReceiveBuffer();
         qDebug() << "OSC UDP port" << port << "bound successfully.";
         emit portOpened();
         return true;
@@ -73,17 +81,19 @@ bool OscEmulatorPort::send(const QByteArray &data, const QHostAddress &address, 
     // The binding writeDatagram would make by itself (any address, ephemeral port), made
     // first so that the error queue is on before the first datagram can be refused.
     if (isOpen() || bindForSending()) {
-        // A refusal still pending would fail this write: collect it first.
-        drainErrorQueue();
         const quint64 drainedBefore = m_queuedErrorsDrained;
         written = m_socket.writeDatagram(data, address, port);
         if (written < 0 && m_queuedErrorsDrained != drainedBefore) {
-            // The write only picked up a refusal that arrived after the drain.
+            // The write only picked up a refusal still pending from an earlier datagram
+            // (the error handler has reported it): this one has not been sent yet.
             written = m_socket.writeDatagram(data, address, port);
         }
     }
     if (written == data.size()) {
-        qDebug() << "Sent OSC datagram to" << address.toString() << "port" << port << "- size:" << written;
+        if (debugEnabled()) {
+            debugMessage(QStringLiteral("Sent OSC datagram to \"") + address.toString() + QStringLiteral("\" port ")
+                         + QString::number(port) + QStringLiteral(" - size: ") + QString::number(written));
+        }
         return true;
     }
     qWarning() << "Failed to send OSC datagram to" << address.toString() << "port" << port
@@ -105,42 +115,103 @@ void OscEmulatorPort::readPendingDatagrams()
     // A queued ICMP error wakes readyRead too, and while one is pending the socket's
     // reads fail: take the errors off the queue first.
     drainErrorQueue();
-    bool readAttempted = false;
+#ifdef Q_OS_LINUX
+    int handled = 0;
+    while (handled < kMaxDatagramsPerWakeUp) {
+        const int received = receiveBatch();
+        if (received <= 0)
+            break;
+        handled += received;
+    }
+#else
+    int handled = 0;
     // isOpen() first: a receiver of the port's signals may close it.
-    while (isOpen() && m_socket.hasPendingDatagrams()) {
+    while (handled < kMaxDatagramsPerWakeUp && isOpen() && m_socket.hasPendingDatagrams()) {
         const qint64 size = m_socket.pendingDatagramSize();
         if (size < 0) {
-            // An ICMP error that came in between: collect it and look again.
             if (drainErrorQueue() > 0)
                 continue;
             break;
         }
         readOneDatagram(size, false);
-        readAttempted = true;
+        ++handled;
     }
-    // QUdpSocket re-enables its read notifier only when a datagram is read: after a wake-up
-    // that brought nothing to read (an ICMP error alone) it would stay deaf for good. One
-    // read with its signals blocked re-arms it; it fails quietly or takes a datagram that
-    // arrived meanwhile.
-    if (!readAttempted && isOpen())
+#endif
+    // QUdpSocket re-enables its read notifier only when it reads a datagram itself: one
+    // read with its signals blocked re-arms it. It fails quietly, or takes a datagram
+    // that arrived meanwhile.
+    if (isOpen())
         readOneDatagram(kMaxDatagramSize, true);
 }
 
+#ifdef Q_OS_LINUX
+int OscEmulatorPort::receiveBatch()
+{
+    // recvmmsg takes a batch of datagrams in one call, where QUdpSocket needs three calls
+    // for each one (pending?, size?, read).
+    constexpr int kBatch = 32;
+    const int fd = int(m_socket.socketDescriptor());
+    if (fd < 0 || !isOpen())
+        return 0;
+    if (m_batchBuffer.isEmpty())
+        m_batchBuffer = QByteArray(kBatch * kMaxDatagramSize, Qt::Uninitialized);
+    mmsghdr messages[kBatch];
+    iovec vectors[kBatch];
+    sockaddr_storage senders[kBatch];
+    for (int i = 0; i < kBatch; ++i) {
+        vectors[i] = {m_batchBuffer.data() + i * kMaxDatagramSize, size_t(kMaxDatagramSize)};
+        messages[i] = {};
+        messages[i].msg_hdr.msg_iov = &vectors[i];
+        messages[i].msg_hdr.msg_iovlen = 1;
+        messages[i].msg_hdr.msg_name = &senders[i];
+        messages[i].msg_hdr.msg_namelen = sizeof senders[i];
+    }
+    int received;
+    do {
+        received = ::recvmmsg(fd, messages, kBatch, MSG_DONTWAIT, nullptr);
+    } while (received < 0 && errno == EINTR);
+    if (received < 0) {
+        // A refusal that came in between: collect it and look again.
+        return drainErrorQueue() > 0 ? receiveBatch() : 0;
+    }
+    for (int i = 0; i < received; ++i) {
+        const qint64 size = messages[i].msg_len;
+        if (size <= 0)
+            continue;  // an empty datagram: dropped without a word
+        const QHostAddress sender(reinterpret_cast<const sockaddr *>(&senders[i]));
+        deliver(QByteArray(static_cast<const char *>(vectors[i].iov_base), int(size)), sender,
+                quint16(sender.protocol() == QAbstractSocket::IPv6Protocol
+                                ? ntohs(reinterpret_cast<const sockaddr_in6 *>(&senders[i])->sin6_port)
+                                : ntohs(reinterpret_cast<const sockaddr_in *>(&senders[i])->sin_port)));
+        if (!isOpen())
+            return 0;  // a receiver closed the port
+    }
+    return received;
+}
+#endif
+
 void OscEmulatorPort::readOneDatagram(qint64 size, bool quietly)
 {
-    QByteArray buffer(int(size), '\0');
+    if (m_readBuffer.size() < size)
+        m_readBuffer.resize(size);
     QHostAddress sender;
     quint16 senderPort = 0;
     qint64 read;
     {
         const QSignalBlocker quiet(quietly ? &m_socket : nullptr);
-        read = m_socket.readDatagram(buffer.data(), buffer.size(), &sender, &senderPort);
+        read = m_socket.readDatagram(m_readBuffer.data(), size, &sender, &senderPort);
     }
-    if (read <= 0)
-        return;
-    buffer.truncate(int(read));
-    qDebug() << "Received OSC datagram from" << sender.toString() << "port" << senderPort << "- size:" << read;
-    emit dataReceived(buffer);
+    if (read > 0)
+        deliver(m_readBuffer.left(int(read)), sender, senderPort);
+}
+
+void OscEmulatorPort::deliver(const QByteArray &datagram, const QHostAddress &sender, quint16 senderPort)
+{
+    if (debugEnabled()) {
+        debugMessage(QStringLiteral("Received OSC datagram from \"") + sender.toString() + QStringLiteral("\" port ")
+                     + QString::number(senderPort) + QStringLiteral(" - size: ") + QString::number(datagram.size()));
+    }
+    emit dataReceived(datagram);
 }
 
 void OscEmulatorPort::handleSocketError(QAbstractSocket::SocketError error)
@@ -156,6 +227,17 @@ void OscEmulatorPort::handleSocketError(QAbstractSocket::SocketError error)
     }
     qWarning() << "OSC UDP socket error:" << text;
     emit errorOccurred(text);
+}
+
+void OscEmulatorPort::enlargeReceiveBuffer()
+{
+#ifdef Q_OS_LINUX
+    const int fd = int(m_socket.socketDescriptor());
+    const int bytes = kReceiveBufferBytes;
+    // Beyond the system's limit only with the right to exceed it; else as large as allowed.
+    if (fd >= 0 && ::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0)
+        ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+#endif
 }
 
 void OscEmulatorPort::enableErrorQueue()

@@ -39,11 +39,16 @@ private slots:
 private:
     void handleSocketError(QAbstractSocket::SocketError error);
     void readOneDatagram(qint64 size, bool quietly);
+    int receiveBatch();
+    void deliver(const QByteArray &datagram, const QHostAddress &sender, quint16 senderPort);
+    void enlargeReceiveBuffer();
     bool bindForSending();
     void enableErrorQueue();
     int drainErrorQueue();
 
     QUdpSocket m_socket;
+    QByteArray m_readBuffer;
+    QByteArray m_batchBuffer;
     // Entries taken from the error queue so far; lets send() tell a write that failed
     // only because it collected an earlier refusal.
     quint64 m_queuedErrorsDrained = 0;
