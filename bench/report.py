@@ -1,0 +1,58 @@
+#!/usr/bin/env python3
+"""Turns the benchmarks' JSON results into the README's table: each target beside the
+figure measured in the same run, and the ratio to its baseline.
+
+usage: report.py RESULTS_DIR
+"""
+import json
+import pathlib
+import sys
+
+results = {}
+for path in pathlib.Path(sys.argv[1]).glob("*.json"):
+    for run in json.loads(path.read_text())["benchmarks"]:
+        name = run["run_name"].split("/")[0]
+        if run.get("aggregate_name") in (None, "median"):
+            results[name] = run
+
+
+def ns(name):
+    return results[name]["real_time"] * {"ns": 1, "us": 1e3, "ms": 1e6}[results[name]["time_unit"]]
+
+
+def counter(name, key):
+    return results[name][key]
+
+
+rows = []
+
+
+def row(target, measured, ratio, met):
+    rows.append(f"| {target} | {measured} | {ratio} | {'yes' if met else '**no**'} |")
+
+
+r = ns("Encode_Channel_Ours") / ns("Encode_Channel_Oscpack")
+row("Encode /osc/channel: at most 0.5x oscpack", f"{ns('Encode_Channel_Ours'):.1f} ns (oscpack {ns('Encode_Channel_Oscpack'):.1f} ns, liblo {ns('Encode_Channel_Liblo'):.1f} ns)", f"{r:.2f}x oscpack", r <= 0.5)
+r = ns("Encode_Typed_ffs_Ours") / ns("Encode_Typed_ffs_Oscpack")
+row("Encode tags \"ffs\": no slower than oscpack", f"{ns('Encode_Typed_ffs_Ours'):.1f} ns (oscpack {ns('Encode_Typed_ffs_Oscpack'):.1f} ns)", f"{r:.2f}x oscpack", r <= 1.0)
+r1 = ns("Parse_Channel_Ours") / ns("Parse_Channel_Oscpack")
+r2 = ns("Parse_Channel_Ours") / ns("Parse_Channel_Liblo")
+row("Parse the 36-byte /osc/channel: at most 1.5x oscpack and 0.5x liblo", f"{ns('Parse_Channel_Ours'):.1f} ns (oscpack {ns('Parse_Channel_Oscpack'):.1f} ns, liblo {ns('Parse_Channel_Liblo'):.1f} ns)", f"{r1:.2f}x oscpack, {r2:.2f}x liblo", r1 <= 1.5 and r2 <= 0.5)
+rate = counter("SendPath_Backend", "items_per_second")
+r = ns("SendPath_Backend") / ns("SendPath_RawSendto")
+row("Whole send path: at least 150,000 messages/s and at most 2x a raw sendto loop", f"{rate/1000:.0f}k messages/s, {ns('SendPath_Backend')/1000:.2f} us each (sendto {ns('SendPath_RawSendto')/1000:.2f} us)", f"{r:.2f}x sendto", rate >= 150000 and r <= 2.0)
+pct = counter("ReceivePath_Backend", "processed_pct")
+ours = counter("ReceivePath_Backend", "datagrams_per_s")
+raw = counter("ReceivePath_RawRecvmmsg", "datagrams_per_s")
+row("Receive a 200,000-datagram flood: at least 99.5% processed, rate within 1.5x of a recvmmsg drain", f"{pct:.2f}% processed at {ours/1000:.0f}k/s (recvmmsg drain {raw/1000:.0f}k/s, {counter('ReceivePath_RawRecvmmsg', 'processed_pct'):.1f}%)", f"{raw/ours:.2f}x slower", pct >= 99.5 and raw / ours <= 1.5)
+load = counter("Desk_StartAndLoad64x16", "load_and_draw_ms")
+first = counter("Desk_StartAndLoad64x16", "first_frame_ms")
+rss = counter("Desk_StartAndLoad64x16", "rss_mb")
+empty = counter("Desk_StartAndLoad64x16", "rss_empty_mb")
+row("A 64 x 16 desk loaded and drawn within 1.5 s (Xvfb)", f"{load:.0f} ms", f"{load/1500:.2f}x the limit", load <= 1500)
+row("Start-up to the first frame within 0.5 s (Xvfb)", f"{first:.0f} ms", f"{first/500:.2f}x the limit", first <= 500)
+row("Resident memory with that desk under 200 MB (Xvfb)", f"{rss:.0f} MB ({empty:.0f} MB before the desk)", f"{rss/200:.2f}x the limit", rss < 200)
+
+print("| Target | Measured | Ratio | Met |")
+print("|---|---|---|---|")
+print("\n".join(rows))

@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Runs every benchmark (built by tools/test.sh) and prints the README's table. Each
+# comparison runs beside its baseline in the same run; the ratios are what to compare.
+# UDP port 9000 must be free (the receive benchmark listens there).
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+install_packages
+build "$BUILD_DIR" >/dev/null
+bench="$BUILD_DIR/bench"
+out="$(mktemp -d)"
+trap 'rm -rf "$out"' EXIT
+cd "$out"   # the backend's debug log files land here
+json() { echo "--benchmark_out_format=json" "--benchmark_out=$out/$1.json"; }
+# The debug output of hundreds of thousands of log lines goes to /dev/null, not the terminal.
+"$bench/bench_osc" --benchmark_repetitions=5 $(json osc) >/dev/null 2>&1
+"$bench/bench_send" --benchmark_repetitions=3 $(json send) >/dev/null 2>&1
+"$bench/bench_receive" $(json receive) >/dev/null 2>&1
+xvfb-run -a -s "-screen 0 1600x1000x24" "$bench/bench_desk" $(json desk) >/dev/null 2>&1
+python3 "$ROOT/bench/report.py" "$out"
