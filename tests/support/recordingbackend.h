@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QString>
 #include <QVariantList>
+#include <QVariantMap>
 
 // Stands in for the backend in QML tests: every call of the operations the desk uses is
 // appended to `calls` as { method, args }, and `fixtures` can be set from the test.
@@ -17,18 +18,21 @@ public:
 
     QVariantList fixtures() const { return m_fixtures; }
     // Always announces, as a load of an equal list does.
-    void setFixtures(const QVariantList &fixtures);
+    void setFixtures(const QVariantList &fixtures) { m_fixtures = fixtures; emit fixturesChanged(); }
     QVariantList calls() const { return m_calls; }
 
-    Q_INVOKABLE void sendOscChannel(int universe, int channel, int value);
-    Q_INVOKABLE void sendOscToAddress(const QString &oscAddress, int value);
+    Q_INVOKABLE void sendOscChannel(int universe, int channel, int value)
+    { record("sendOscChannel", {universe, channel, value}); }
+    Q_INVOKABLE void sendOscToAddress(const QString &oscAddress, int value)
+    { record("sendOscToAddress", {oscAddress, value}); }
     Q_INVOKABLE void sendOscTyped(const QString &oscAddress, const QString &typeTags,
-                                  const QVariantList &values = QVariantList());
-    Q_INVOKABLE void loadDefaultFixturesConfig();
-    Q_INVOKABLE void saveDefaultFixturesConfig();
-    Q_INVOKABLE void loadFixturesFromFile(const QString &filePath);
+                                  const QVariantList &values = QVariantList())
+    { record("sendOscTyped", {oscAddress, typeTags, QVariant(values)}); }
+    Q_INVOKABLE void loadDefaultFixturesConfig() { record("loadDefaultFixturesConfig", {}); }
+    Q_INVOKABLE void saveDefaultFixturesConfig() { record("saveDefaultFixturesConfig", {}); }
+    Q_INVOKABLE void loadFixturesFromFile(const QString &filePath) { record("loadFixturesFromFile", {filePath}); }
 
-    Q_INVOKABLE void clearCalls();
+    Q_INVOKABLE void clearCalls() { m_calls.clear(); emit callsChanged(); }
     // The fixtures of a JSON fixtures document in the object form, as written (not normalised).
     Q_INVOKABLE QVariantList readFixturesFile(const QString &filePath) const;
 
@@ -37,7 +41,11 @@ signals:
     void callsChanged();
 
 private:
-    void record(const QString &method, const QVariantList &args);
+    void record(const char *method, const QVariantList &args)
+    {
+        m_calls.append(QVariantMap{{QStringLiteral("method"), QString::fromLatin1(method)}, {QStringLiteral("args"), args}});
+        emit callsChanged();
+    }
 
     QVariantList m_fixtures;
     QVariantList m_calls;

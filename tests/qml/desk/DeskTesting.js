@@ -1,12 +1,8 @@
 .pragma library
 
 // A recorded backend call as one line, e.g. sendOscTyped("/a","f",[0.2]).
-function describeCall(call) {
-    return call.method + "(" + JSON.stringify(call.args).slice(1, -1) + ")"
-}
-
 function describeCalls(calls) {
-    return calls.map(describeCall)
+    return calls.map(call => call.method + "(" + JSON.stringify(call.args).slice(1, -1) + ")")
 }
 
 function controlKind(item) {
@@ -14,49 +10,34 @@ function controlKind(item) {
         return "fader"
     if (item.stringValue !== undefined)
         return "button"
-    if (item.xValue !== undefined)
-        return "xy"
-    return ""
+    return item.xValue !== undefined ? "xy" : ""
 }
 
-// The desk's controls under item, in layout order.
-function controlsIn(item) {
+// The items under item that match, in layout order, without looking inside a match.
+function findAll(item, matches) {
     const found = []
-    const visit = function(node) {
-        for (let i = 0; i < node.children.length; ++i) {
-            const child = node.children[i]
-            if (controlKind(child) !== "")
-                found.push(child)
-            else
-                visit(child)
-        }
+    for (let i = 0; i < item.children.length; ++i) {
+        const child = item.children[i]
+        if (matches(child))
+            found.push(child)
+        else
+            found.push(...findAll(child, matches))
     }
-    visit(item)
     return found
+}
+
+// The desk's controls under item.
+function controlsIn(item) {
+    return findAll(item, child => controlKind(child) !== "")
+}
+
+function stripsIn(item) {
+    return findAll(item, child => child.buttonColumns !== undefined)
 }
 
 function describeControl(control) {
     const kind = controlKind(control)
-    let text = kind + " u" + control.universe + " ch" + control.channel + " '" + control.label + "' "
-            + control.oscAddress
-    if (kind !== "xy")
-        text += " ," + control.argType
-    if (kind === "button")
-        text += " " + control.mode + " '" + control.stringValue + "'"
-    return text
-}
-
-function stripsIn(item) {
-    const found = []
-    const visit = function(node) {
-        for (let i = 0; i < node.children.length; ++i) {
-            const child = node.children[i]
-            if (child.buttonColumns !== undefined)
-                found.push(child)
-            else
-                visit(child)
-        }
-    }
-    visit(item)
-    return found
+    return kind + " u" + control.universe + " ch" + control.channel + " '" + control.label + "' " + control.oscAddress
+            + (kind !== "xy" ? " ," + control.argType : "")
+            + (kind === "button" ? " " + control.mode + " '" + control.stringValue + "'" : "")
 }

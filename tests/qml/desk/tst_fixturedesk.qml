@@ -3,6 +3,8 @@ import QtTest
 import "qrc:/"
 import "DeskTesting.js" as DeskTesting
 
+// The strips of fixtures on their own, and the desk that shows one per fixture.
+
 TestCase {
     id: testCase
 
@@ -11,137 +13,206 @@ TestCase {
         backend.clearCalls()
     }
 
-    function createDesk(width, height) {
+    // A desk, showing the example fixtures when asked to.
+    function createDesk(width, height, withExample) {
         const desk = createTemporaryObject(deskComponent, testCase, { width: width, height: height })
-        verify(desk !== null)
+        if (withExample) {
+            backend.fixtures = backend.readFixturesFile(examplesDir + "/osc_fixtures.json")
+            verify(backend.fixtures.length > 0, "examples/osc_fixtures.json holds no fixtures")
+        }
         waitForRendering(desk)
         return desk
     }
 
-    function exampleFixtures() {
-        const fixtures = backend.readFixturesFile(examplesDir + "/osc_fixtures.json")
-        verify(fixtures.length > 0, "examples/osc_fixtures.json holds no fixtures")
-        return fixtures
+    function createStrip(fixture) {
+        const strip = createTemporaryObject(stripComponent, testCase, { fixture: fixture })
+        waitForRendering(strip)
+        return strip
     }
 
     function sent() {
         return DeskTesting.describeCalls(backend.calls)
     }
 
-    function test_url_to_local_path_data() {
+    // Faders and pads in channel order, then the buttons.
+    function test_strip_controls_data() {
         return [
-            { tag: "escaped blank", url: "file:///home/u/a%20b.json", path: "/home/u/a b.json" },
+            { tag: "mixed controls", fixture: { startChannel: 1, channelCount: 4, capabilities: { channels: {
+                  "1": { label: "Volume", oscAddress: "/deck1/volume", argType: "f" },
+                  "2": { label: "Play", controlType: "button", mode: "toggle", oscAddress: "/deck1/play" },
+                  "3": { label: "Jog", controlType: "xy", oscAddress: "/deck1/jog" } } } },
+              expected: ["fader u0 ch1 'Volume' /deck1/volume ,f", "xy u0 ch3 'Jog' /deck1/jog", "fader u0 ch4 ''  ,",
+                         "button u0 ch2 'Play' /deck1/play , toggle ''"] },
+            { tag: "absolute channel keys", fixture: { universe: 3, startChannel: 10, channelCount: 3, capabilities: {
+                  channels: { "1": { controlType: "button", label: "Elsewhere" }, "010": { controlType: "xy" },
+                      "10": { controlType: "button", mode: "momentary", argType: "s", stringValue: "hi", oscAddress: "/t" },
+                      "12": { controlType: "xy", argType: "i", oscAddress: "/j" } } } },
+              expected: ["fader u3 ch11 ''  ,", "xy u3 ch12 '' /j", "button u3 ch10 '' /t ,s momentary 'hi'"] },
+            { tag: "false entries", fixture: { startChannel: 1, channelCount: 4,
+                  capabilities: { channels: { "1": null, "2": "", "3": false, "4": 0 } } },
+              expected: ["fader u0 ch1 ''  ,", "fader u0 ch2 ''  ,", "fader u0 ch3 ''  ,", "fader u0 ch4 ''  ,"] },
+            { tag: "capabilities without channels", fixture: { startChannel: 5, channelCount: 1, capabilities: { a: 1 } },
+              expected: ["fader u0 ch5 ''  ,"] },
+            { tag: "button defaults", fixture: { startChannel: 1, channelCount: 3, capabilities: { channels: {
+                  "1": { controlType: "button" }, "2": { controlType: "button", mode: "", argType: "", stringValue: "" },
+                  "3": { controlType: "button", mode: "hold", argType: "I", oscAddress: "/i" } } } },
+              expected: ["button u0 ch1 ''  , toggle ''", "button u0 ch2 ''  , toggle ''", "button u0 ch3 '' /i ,I hold ''"] },
+            { tag: "unknown control type is a fader", fixture: { startChannel: 1, channelCount: 1, capabilities: {
+                  channels: { "1": { controlType: "knob", argType: "h", oscAddress: "/k", mode: "momentary" } } } },
+              expected: ["fader u0 ch1 '' /k ,h"] },
+        ]
+    }
+
+    function test_strip_controls(data) {
+        const strip = createStrip(data.fixture)
+        compare(DeskTesting.controlsIn(strip).map(DeskTesting.describeControl), data.expected)
+    }
+
+    function test_strip_labels_data() {
+        const channels = { "2": { controlType: "button" }, "3": { controlType: "xy" }, "4": { label: "" } }
+        return [
+            { tag: "LED RGB Par", deviceType: "LED RGB Par", start: 1, channels: channels, expected: ["R", "B", "", "", "G"] },
+            { tag: "mixed case, later start", deviceType: "Wash RgB", start: 7,
+              channels: { "8": { controlType: "button" }, "9": { controlType: "xy" } }, expected: ["R", "B", "", "", "G"] },
+            { tag: "not rgb", deviceType: "Generic", start: 1, channels: channels, expected: ["", "", "", "", ""] },
+            { tag: "own label wins", deviceType: "RGB", start: 1, expected: ["Dim", "B", "", "Speed", "Flash"],
+              channels: { "1": { label: "Dim" }, "2": { controlType: "button", label: "Flash" }, "5": { label: "Speed" } } },
+        ]
+    }
+
+    function test_strip_labels(data) {
+        const strip = createStrip({ deviceType: data.deviceType, startChannel: data.start, channelCount: 5,
+                                    capabilities: { channels: data.channels } })
+        compare(DeskTesting.controlsIn(strip).map(control => control.label), data.expected)
+    }
+
+    // Columns and rows of the button grid for 1 to 20 buttons.
+    function test_strip_button_grid_data() {
+        const shapes = "1x1 2x1 3x1 4x1 3x2 3x2 4x2 4x2 3x3 4x3 4x3 4x3 4x4 4x4 4x4 4x4 4x5 4x5 4x5 4x5".split(" ")
+        return shapes.map((shape, i) => ({ tag: (i + 1) + " buttons", count: i + 1, shape: shape.split("x").map(Number) }))
+    }
+
+    function test_strip_button_grid(data) {
+        const entries = {}
+        for (let i = 1; i <= data.count; ++i)
+            entries[String(i)] = { controlType: "button" }
+        const strip = createStrip({ startChannel: 1, channelCount: data.count, capabilities: { channels: entries } })
+        const grid = findChild(strip, "buttonGrid")
+        const [columns, rows] = data.shape
+        compare([grid.columns, grid.width, grid.height], [columns, columns * 60 - 4, rows * 68 - 4])
+        verify(!findChild(strip, "continuousRow").visible)
+        if (rows < 5)  // without faders or pads the grid sits at the bottom left, while it fits
+            compare([grid.mapToItem(strip, 0, grid.height).y, grid.mapToItem(strip, 0, 0).x], [352, 8])
+        compare(strip.implicitWidth, Math.max(170, grid.width) + 16)
+    }
+
+    function test_strip_header_data() {
+        return [
+            { tag: "type only", fixture: { name: "Par", deviceType: "Dimmer", universe: 2, startChannel: 10, channelCount: 3 },
+              name: "Par", subtitle: "Dimmer", range: "Univ 2 | CH 10\u201312" },
+            { tag: "maker and model", fixture: { name: "A", manufacturer: "Acme", model: "P1", startChannel: 510, channelCount: 5 },
+              name: "A", subtitle: "Acme P1", range: "Univ 0 | CH 510\u2013514" },
+            { tag: "model only", fixture: { name: "", model: "P1" }, name: "", subtitle: "P1", range: "Univ 0 | CH 1\u20131" },
+            { tag: "fallbacks", fixture: {}, name: "Fixture", subtitle: "Generic", range: "Univ 0 | CH 1\u20131" },
+        ]
+    }
+
+    function test_strip_header(data) {
+        const strip = createStrip(data.fixture)
+        compare(["nameText", "subtitleText", "rangeText"].map(name => findChild(strip, name).text),
+                [data.name, data.subtitle, data.range])
+        compare(DeskTesting.controlsIn(strip).length, strip.channelCount)
+    }
+
+    // Without buttons the row takes the strip's height, and a pad is as wide as the row is high.
+    function test_strip_row_without_buttons() {
+        const strip = createStrip({ startChannel: 1, channelCount: 2, capabilities: { channels: { "2": { controlType: "xy" } } } })
+        const row = findChild(strip, "continuousRow")
+        const [fader, pad] = DeskTesting.controlsIn(strip)
+        verify(!findChild(strip, "buttonGrid").visible && row.height > 140)
+        tryCompare(pad, "width", row.height)
+        compare([fader.width, fader.height, pad.height, pad.mapToItem(strip, 0, pad.height).y], [40, row.height, row.height, 352])
+        tryCompare(strip, "implicitWidth", 40 + 4 + row.height + 4 + 16)
+    }
+
+    function test_desk_url_to_local_path_data() {
+        return [
             { tag: "windows drive", url: "file:///C:/f/d.json", path: "C:/f/d.json" },
             { tag: "host", url: "file://host/share/x", path: "//host/share/x" },
-            { tag: "utf-8", url: "file:///tmp/%C3%B1and%C3%BA.json", path: "/tmp/\u00f1and\u00fa.json" },
+            { tag: "utf-8", url: "file:///tmp/%C3%B1and%C3%BA%20x.json", path: "/tmp/\u00f1and\u00fa x.json" },
             { tag: "escaped hash", url: "file:///tmp/a%23b.json", path: "/tmp/a#b.json" },
             { tag: "query dropped", url: "file:///tmp/a.json?x=1", path: "/tmp/a.json" },
             { tag: "stray percent", url: "file:///tmp/a%20b/100%.json", path: "/tmp/a%20b/100%.json" },
             { tag: "upper-case scheme", url: "FILE:///tmp/a.json", path: "/tmp/a.json" },
             { tag: "plain path", url: "/home/u/x.json", path: "/home/u/x.json" },
-            { tag: "plain text", url: "fixtures.json", path: "fixtures.json" },
             { tag: "other scheme", url: "http://host/x.json", path: "http://host/x.json" },
         ]
     }
 
-    function test_url_to_local_path(data) {
-        const desk = createDesk(400, 300)
-        compare(desk.urlToLocalPath(data.url), data.path)
+    function test_desk_url_to_local_path(data) {
+        compare(createDesk(400, 300).urlToLocalPath(data.url), data.path)
     }
 
-    function test_header_buttons_data() {
+    function test_desk_header_buttons_data() {
         return [
-            { tag: "reload", button: "reloadButton", text: "Recargar fixtures", expected: ["loadDefaultFixturesConfig()"] },
-            { tag: "save", button: "saveButton", text: "Guardar fixtures", expected: ["saveDefaultFixturesConfig()"] },
+            { tag: "reload", button: "reloadButton", expected: ["loadDefaultFixturesConfig()"] },
+            { tag: "save", button: "saveButton", expected: ["saveDefaultFixturesConfig()"] },
+            { tag: "open, accepted", button: "openButton", accept: true },
+            { tag: "open, cancelled", button: "openButton", accept: false, expected: [] },
         ]
     }
 
-    function test_header_buttons(data) {
-        const desk = createDesk(900, 400)
-        const button = findChild(desk, data.button)
-        compare(button.text, data.text)
-        mouseClick(button)
-        compare(sent(), data.expected)
-    }
-
-    function test_file_dialog_data() {
-        return [
-            { tag: "accepted", accept: true },
-            { tag: "cancelled", accept: false },
-        ]
-    }
-
-    function test_file_dialog(data) {
+    function test_desk_header_buttons(data) {
         const desk = createDesk(900, 600)
         const dialog = findChild(desk, "fileDialog")
-        compare(dialog.title, "Selecciona un fichero de fixtures OSC")
-        compare(dialog.nameFilters, ["JSON files (*.json)", "All files (*.*)"])
-        const open = findChild(desk, "openButton")
-        compare(open.text, "Cargar desde fichero...")
         // Chosen before opening: the dialog shows it as the selection.
-        const path = examplesDir + "/osc_fixtures.json"
-        dialog.selectedFile = "file://" + path
-        mouseClick(open)
-        tryVerify(() => dialog.visible)
-        if (data.accept)
-            dialog.accept()
-        else
-            dialog.reject()
-        tryVerify(() => !dialog.visible)
-        compare(sent(), data.accept ? ['loadFixturesFromFile("' + path + '")'] : [])
+        dialog.selectedFile = "file://" + examplesDir + "/osc_fixtures.json"
+        mouseClick(findChild(desk, data.button))
+        if (data.accept !== undefined) {
+            tryVerify(() => dialog.visible)
+            data.accept ? dialog.accept() : dialog.reject()
+            tryVerify(() => !dialog.visible)
+        }
+        compare(sent(), data.expected || ['loadFixturesFromFile("' + examplesDir + '/osc_fixtures.json")'])
     }
 
-    function test_example_strips() {
-        const fixtures = exampleFixtures()
-        const desk = createDesk(1400, 900)
-        backend.fixtures = fixtures
-        waitForRendering(desk)
+    // One strip per example fixture, with a control of the right kind for each of its
+    // channels; the strips are as high as the desk allows (300 to 460) and wrap.
+    function test_desk_example_strips_data() {
+        return [
+            { tag: "wide", width: 1400, height: 900, stripHeight: 460 },
+            { tag: "narrow", width: 700, height: 330, stripHeight: 300 },
+        ]
+    }
+
+    function test_desk_example_strips(data) {
+        const desk = createDesk(data.width, data.height, true)
+        const fixtures = backend.fixtures
         const strips = DeskTesting.stripsIn(desk)
         compare(strips.map(strip => strip.name), fixtures.map(fixture => fixture.name))
-        for (let i = 0; i < strips.length; ++i) {
+        strips.forEach((strip, i) => {
             const fixture = fixtures[i]
-            const channels = fixture.capabilities.channels
-            const kinds = DeskTesting.controlsIn(strips[i]).map(control => {
-                const entry = channels[String(control.channel)]
+            const channels = DeskTesting.controlsIn(strip).map(control => {
+                const entry = fixture.capabilities.channels[String(control.channel)]
                 const type = entry && entry.controlType
-                compare(DeskTesting.controlKind(control), type === "button" || type === "xy" ? type : "fader",
-                        fixture.name + " channel " + control.channel)
+                compare(DeskTesting.controlKind(control), type === "button" || type === "xy" ? type : "fader")
                 compare(control.universe, fixture.universe)
                 return control.channel
             })
-            compare(kinds.slice().sort((a, b) => a - b),
+            compare(channels.sort((a, b) => a - b),
                     Array.from({ length: fixture.channelCount }, (_, k) => fixture.startChannel + k))
-            compare(strips[i].height, 460)
-            compare(strips[i].width, strips[i].implicitWidth)
-        }
-        const booth = strips[fixtures.findIndex(fixture => fixture.deviceType.toLowerCase().indexOf("rgb") >= 0)]
-        compare(DeskTesting.controlsIn(booth).map(control => control.label).slice(0, 3), ["R", "G", "B"])
+            compare([strip.height, strip.width], [data.stripHeight, strip.implicitWidth])
+        })
+        const scroll = findChild(desk, "fixturesScroll")
+        compare(findChild(desk, "fixturesFlow").width, scroll.availableWidth)
+        verify(data.tag === "wide" || (strips[1].y > strips[0].y && scroll.contentHeight > scroll.availableHeight))
         compare(backend.calls.length, 0)
     }
 
-    function test_narrow_desk_wraps_and_scrolls_vertically() {
-        const fixtures = exampleFixtures()
-        const desk = createDesk(700, 330)
-        backend.fixtures = fixtures
-        waitForRendering(desk)
-        const scroll = findChild(desk, "fixturesScroll")
-        const flow = findChild(desk, "fixturesFlow")
-        compare(scroll.contentWidth, scroll.availableWidth)
-        compare(flow.width, scroll.availableWidth)
-        const strips = DeskTesting.stripsIn(desk)
-        verify(strips[1].y > strips[0].y)
-        compare(strips[0].height, 300)
-        compare(desk.stripHeightFor(377), 377)
-        verify(scroll.contentHeight > scroll.availableHeight)
-    }
-
-    // A new list rebuilds every strip and control in its initial state; a drag on a
-    // fader inside the scrolling desk moves the fader, not the desk.
-    function test_rebuild_on_fixtures_changed() {
-        const fixtures = exampleFixtures()
-        const desk = createDesk(700, 380)
-        backend.fixtures = fixtures
-        waitForRendering(desk)
+    // Every announcement rebuilds every strip and control in its initial state, even for
+    // an equal list; a drag on a fader inside the scrolling desk moves the fader, not the desk.
+    function test_desk_rebuild_on_fixtures_changed() {
+        const desk = createDesk(700, 380, true)
         const before = DeskTesting.controlsIn(desk)
         const fader = before.find(control => DeskTesting.controlKind(control) === "fader")
         const slider = findChild(fader, "valueSlider")
@@ -149,35 +220,29 @@ TestCase {
         mouseMove(slider, slider.width / 2, slider.height / 2)
         mouseMove(slider, slider.width / 2, -30)
         mouseRelease(slider, slider.width / 2, -30)
-        compare(slider.value, 255)
-        compare(findChild(desk, "fixturesScroll").contentItem.contentY, 0)
+        compare([slider.value, findChild(desk, "fixturesScroll").contentItem.contentY], [255, 0])
         verify(backend.calls.length > 0)
         backend.clearCalls()
 
-        backend.fixtures = fixtures
+        backend.fixtures = backend.fixtures
         waitForRendering(desk)
         const after = DeskTesting.controlsIn(desk)
         compare(after.length, before.length)
         verify(after.every(control => before.indexOf(control) < 0))
         const rebuilt = after.find(control => DeskTesting.controlKind(control) === "fader")
-        compare(findChild(rebuilt, "valueSlider").value, 0)
-        compare(rebuilt.lastSentValue, -1)
-        compare(backend.calls.length, 0)
+        compare([findChild(rebuilt, "valueSlider").value, rebuilt.lastSentValue, backend.calls.length], [0, -1, 0])
 
         backend.fixtures = []
         waitForRendering(desk)
         compare(DeskTesting.stripsIn(desk).length, 0)
     }
 
-    name: "FixtureDeskView"
+    name: "FixtureDesk"
     width: 1400
     height: 900
     visible: true
     when: windowShown
 
-    Component {
-        id: deskComponent
-
-        FixtureDeskView {}
-    }
+    Component { id: stripComponent; FixtureStrip { width: implicitWidth; height: 360 } }
+    Component { id: deskComponent; FixtureDeskView {} }
 }
