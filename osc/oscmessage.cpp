@@ -21,81 +21,77 @@ constexpr qsizetype paddedSize(qsizetype n)
     return (n + 3) & ~qsizetype(3);
 }
 
-bool isAscii(QStringView text)
-{
-    for (const QChar c : text) {
-        if (c.unicode() >= 0x80)
-            return false;
-    }
-    return true;
-}
-
-// A text's UTF-8 bytes; an all-ASCII text is copied char by char, without a temporary.
-class Utf8Text
-{
-public:
-    Utf8Text() = default;
-    explicit Utf8Text(QStringView text)
-        : m_text(text)
-        , m_ascii(isAscii(text))
-    {
-        if (!m_ascii)
-            m_utf8 = text.toUtf8();
-    }
-
-    qsizetype size() const { return m_ascii ? m_text.size() : m_utf8.size(); }
-
-    char *copyTo(char *out) const
-    {
-        if (!m_ascii) {
-            std::memcpy(out, m_utf8.constData(), size_t(m_utf8.size()));
-            return out + m_utf8.size();
-        }
-        for (const QChar c : m_text)
-            *out++ = char(c.unicode());
-        return out;
-    }
-
-private:
-    QStringView m_text;
-    QByteArray m_utf8;
-    bool m_ascii = true;
-};
-
-// Writes into a buffer already sized for everything it will hold.
+// Builds a message in a stack buffer, growing it only for large messages: one
+// allocation in all, for the QByteArray that is returned.
 class Writer
 {
 public:
-    explicit Writer(char *out) : m_out(out) {}
+    void int32(quint32 value) { qToBigEndian(value, grow(4)); }
+    void int64(quint64 value) { qToBigEndian(value, grow(8)); }
 
-    void int32(quint32 value) { qToBigEndian(value, m_out); m_out += 4; }
-    void int64(quint64 value) { qToBigEndian(value, m_out); m_out += 8; }
+    // OSC-string: the UTF-8 bytes, one NUL, then NULs up to a multiple of 4.
+    void oscString(QStringView text) { padded(text, oscStringSize); }
 
-    void oscString(const Utf8Text &text) { zeros(text.copyTo(m_out), oscStringSize(text.size()) - text.size()); }
-
-    void blob(const Utf8Text &bytes)
+    // Blob: the byte count, the bytes (the text's UTF-8), then NULs up to a multiple of 4.
+    void blob(QStringView bytes)
     {
+        if (!QtPrivate::isAscii(bytes)) {
+            const QByteArray utf8 = bytes.toUtf8();
+            int32(quint32(utf8.size()));
+            zeroPadded(utf8.constData(), utf8.size(), paddedSize(utf8.size()));
+            return;
+        }
         int32(quint32(bytes.size()));
-        zeros(bytes.copyTo(m_out), paddedSize(bytes.size()) - bytes.size());
+        asciiPadded(bytes, paddedSize(bytes.size()));
     }
 
     // The type tag string: ',' then the tags as Latin-1 (outside it: '?', which no tag is).
     void typeTagString(QStringView tags)
     {
-        *m_out++ = ',';
+        char *out = grow(oscStringSize(tags.size() + 1));
+        *out++ = ',';
         for (const QChar c : tags)
-            *m_out++ = c.unicode() <= 0xff ? char(c.unicode()) : '?';
-        zeros(m_out, oscStringSize(tags.size() + 1) - tags.size() - 1);
+            *out++ = c.unicode() <= 0xff ? char(c.unicode()) : '?';
+        std::memset(out, 0, size_t(m_buffer.end() - out));
     }
+
+    QByteArray bytes() const { return QByteArray(m_buffer.constData(), m_buffer.size()); }
 
 private:
-    void zeros(char *at, qsizetype count)
+    char *grow(qsizetype count)
     {
-        std::memset(at, 0, size_t(count));
-        m_out = at + count;
+        const qsizetype at = m_buffer.size();
+        m_buffer.resize(at + count);
+        return m_buffer.data() + at;
     }
 
-    char *m_out;
+    void padded(QStringView text, qsizetype (*padding)(qsizetype))
+    {
+        if (QtPrivate::isAscii(text)) {
+            asciiPadded(text, padding(text.size()));
+            return;
+        }
+        const QByteArray utf8 = text.toUtf8();
+        zeroPadded(utf8.constData(), utf8.size(), padding(utf8.size()));
+    }
+
+    // Each UTF-16 unit of an ASCII text is its own UTF-8 byte.
+    void asciiPadded(QStringView text, qsizetype paddedTo)
+    {
+        char *out = grow(paddedTo);
+        for (const QChar c : text)
+            *out++ = char(c.unicode());
+        std::memset(out, 0, size_t(paddedTo - text.size()));
+    }
+
+    void zeroPadded(const char *data, qsizetype size, qsizetype paddedTo)
+    {
+        char *out = grow(paddedTo);
+        std::memcpy(out, data, size_t(size));
+        std::memset(out + size, 0, size_t(paddedTo - size));
+    }
+
+    QVarLengthArray<char, 256> m_buffer;
 };
 
 quint32 float32Bits(float value)
@@ -133,44 +129,25 @@ qint64 toLongLong(const QVariant &value)
 }
 
 // A view of the variant's text: of the variant itself when it holds a QString, else of
-// its conversion, kept in `converted` (reserved beforehand, so views into it stay valid).
-QStringView toText(const QVariant &value, QStringList &converted, qsizetype capacity)
+// its conversion, kept in `converted`.
+QStringView toText(const QVariant &value, QString &converted)
 {
     if (value.typeId() == QMetaType::QString)
         return *static_cast<const QString *>(value.constData());
-    if (converted.isEmpty())
-        converted.reserve(capacity);
-    converted.append(value.toString());
-    return converted.last();
+    converted = value.toString();
+    return converted;
 }
 
 QByteArray singleArgumentMessage(const QString &address, char tag, quint32 bits)
 {
-    const Utf8Text text(address);
-    QByteArray out(oscStringSize(text.size()) + 8, Qt::Uninitialized);
-    Writer writer(out.data());
-    writer.oscString(text);
+    Writer writer;
+    writer.oscString(address);
     writer.int32((quint32(',') << 24) | (quint32(quint8(tag)) << 16));
     writer.int32(bits);
-    return out;
+    return writer.bytes();
 }
 
 } // namespace
-
-void appendOscString(QByteArray &out, const QByteArray &text)
-{
-    out.append(text);
-    out.append('\0');
-    while (out.size() % 4 != 0)
-        out.append('\0');
-}
-
-void appendInt32(QByteArray &out, qint32 value)
-{
-    char bytes[4];
-    qToBigEndian(value, bytes);
-    out.append(bytes, 4);
-}
 
 QByteArray buildOscChannelMessage(int universe, int channel, int value)
 {
@@ -198,12 +175,10 @@ QByteArray buildFloat32Message(const QString &address, float value)
 QByteArray buildTypedOscMessage(const QString &address, const QString &typeTags,
                                 const QVariantList &values, QString *error)
 {
-    // First pass: check every tag, pair it with its value and count the bytes.
-    const Utf8Text addressText(address);
-    qsizetype size = oscStringSize(addressText.size()) + oscStringSize(typeTags.size() + 1);
-    QVarLengthArray<Utf8Text, 4> texts;
-    QStringList converted;
-    int cursor = 0;
+    Writer writer;
+    writer.oscString(address);
+    writer.typeTagString(typeTags);
+    qsizetype cursor = 0;
     for (const QChar tagChar : typeTags) {
         // A character outside Latin-1 becomes 0, which no tag matches.
         const char tag = tagChar.unicode() <= 0xff ? char(tagChar.unicode()) : '\0';
@@ -223,39 +198,17 @@ QByteArray buildTypedOscMessage(const QString &address, const QString &typeTags,
             return QByteArray();
         }
         const QVariant &value = values.at(cursor++);
+        QString converted;
         switch (tag) {
-        case 'i': case 'f': size += 4; break;
-        case 'h': case 'd': size += 8; break;
-        case 's':
-            texts.append(Utf8Text(toText(value, converted, typeTags.size())));
-            size += oscStringSize(texts.last().size());
-            break;
-        case 'b':
-            texts.append(Utf8Text(toText(value, converted, typeTags.size())));
-            size += 4 + paddedSize(texts.last().size());
-            break;
+        case 'i': writer.int32(quint32(toLongLong(value))); break;
+        case 'h': writer.int64(quint64(toLongLong(value))); break;
+        case 'f': writer.int32(float32Bits(float(toDouble(value)))); break;
+        case 'd': writer.int64(float64Bits(toDouble(value))); break;
+        case 's': writer.oscString(toText(value, converted)); break;
+        case 'b': writer.blob(toText(value, converted)); break;
         }
     }
-
-    // Second pass: write.
-    QByteArray out(size, Qt::Uninitialized);
-    Writer writer(out.data());
-    writer.oscString(addressText);
-    writer.typeTagString(typeTags);
-    cursor = 0;
-    int textIndex = 0;
-    for (const QChar tagChar : typeTags) {
-        switch (tagChar.unicode()) {
-        case 'i': writer.int32(quint32(toLongLong(values.at(cursor++)))); break;
-        case 'h': writer.int64(quint64(toLongLong(values.at(cursor++)))); break;
-        case 'f': writer.int32(float32Bits(float(toDouble(values.at(cursor++))))); break;
-        case 'd': writer.int64(float64Bits(toDouble(values.at(cursor++)))); break;
-        case 's': ++cursor; writer.oscString(texts.at(textIndex++)); break;
-        case 'b': ++cursor; writer.blob(texts.at(textIndex++)); break;
-        default: break;
-        }
-    }
-    return out;
+    return writer.bytes();
 }
 
 QByteArray wrapInBundle(const QByteArray &message)

@@ -7,10 +7,6 @@
 // The OSC 1.0 wire format of everything the desk sends: pure functions, no state.
 namespace Osc {
 
-// OSC-string: the bytes, one NUL, then NULs up to the next multiple of 4 of out's length.
-void appendOscString(QByteArray &out, const QByteArray &text);
-void appendInt32(QByteArray &out, qint32 value);
-
 // The fixed 36-byte "/osc/channel ,iii" message. Checks nothing.
 QByteArray buildOscChannelMessage(int universe, int channel, int value);
 
