@@ -19,8 +19,12 @@ constexpr qint64 kMaxDatagramSize = 65536;
 // Datagrams handled per wake-up before the event loop gets its turn again (timers,
 // painting); the rest wait in the socket's receive buffer.
 constexpr int kMaxDatagramsPerWakeUp = 256;
-// A flood from another program is absorbed here while the desk catches up.
-constexpr int kReceiveBufferBytes = 8 << 20;
+// A flood from another program is absorbed here while the desk catches up: the kernel
+// charges about 1 KiB for each small datagram queued, so this holds a burst of some
+// 100,000, the rest of a second's flood that the desk, writing two lines for each, has
+// not yet read. Memory only while they wait; without the right to exceed the system's
+// limit (net.core.rmem_max) the buffer gets that limit.
+constexpr int kReceiveBufferBytes = 64 << 20;
 }
 
 OscEmulatorPort::OscEmulatorPort(QObject *parent)
