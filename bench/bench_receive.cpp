@@ -1,6 +1,7 @@
 // The receive path: another process floods the listening port with /osc/channel datagrams;
 // how many are processed (table updated, log-file line written) and how fast, beside a
-// plain recvmmsg() drain of the same flood.
+// plain recvmmsg() drain of the same flood, and beside that drain making the two writes
+// the desk makes for each datagram (its diagnostic and its log-file line).
 #include "oscemulatorbackend.h"
 
 #include <QCoreApplication>
@@ -8,6 +9,7 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QProcess>
+#include <QTemporaryFile>
 #include <QTimer>
 
 #include <benchmark/benchmark.h>
@@ -67,11 +69,13 @@ void ReceivePath_Backend(benchmark::State &state)
 }
 BENCHMARK(ReceivePath_Backend)->UseManualTime()->Iterations(1)->Repetitions(3)->Unit(benchmark::kMillisecond);
 
-void ReceivePath_RawRecvmmsg(benchmark::State &state)
+// Drains the flood with recvmmsg; with writeLines, also writes a diagnostic to standard
+// error and a line to a file for each datagram, as the desk does, unformatted.
+void drainFlood(benchmark::State &state, bool writeLines)
 {
     for (auto _ : state) {
         const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-        const int buffer = 8 << 20;
+        const int buffer = 64 << 20;
         ::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &buffer, sizeof buffer);
         sockaddr_in local{};
         local.sin_family = AF_INET;
@@ -80,7 +84,7 @@ void ReceivePath_RawRecvmmsg(benchmark::State &state)
         socklen_t length = sizeof local;
         ::getsockname(fd, reinterpret_cast<sockaddr *>(&local), &length);
 
-        constexpr int kBatch = 64;
+        constexpr int kBatch = 32;
         static char data[kBatch][2048];
         iovec iov[kBatch];
         mmsghdr messages[kBatch];
@@ -90,6 +94,12 @@ void ReceivePath_RawRecvmmsg(benchmark::State &state)
             messages[i].msg_hdr.msg_iov = &iov[i];
             messages[i].msg_hdr.msg_iovlen = 1;
         }
+        const QByteArray diagnostic = "Received OSC datagram from \"127.0.0.1\" port 40000 - size: 36\n";
+        const QByteArray line = "[2026-01-01 12:00:00.000] Raw OSC datagram received - Size: 36 bytes, Hex: "
+                + QByteArray(64, 'f') + '\n';
+        QTemporaryFile file;
+        file.open();
+        const int logFd = int(file.handle());
 
         QProcess sender;
         QElapsedTimer clock;
@@ -103,10 +113,15 @@ void ReceivePath_RawRecvmmsg(benchmark::State &state)
                 continue;
             const int got = ::recvmmsg(fd, messages, kBatch, MSG_DONTWAIT, nullptr);
             for (int i = 0; i < got; ++i) {
-                if (messages[i].msg_len == 36)
-                    ++processed;
-                else
+                if (messages[i].msg_len != 36) {
                     ended = true;
+                    continue;
+                }
+                ++processed;
+                if (writeLines) {
+                    benchmark::DoNotOptimize(::write(STDERR_FILENO, diagnostic.constData(), size_t(diagnostic.size())));
+                    benchmark::DoNotOptimize(::write(logFd, line.constData(), size_t(line.size())));
+                }
             }
         }
         const qint64 elapsed = clock.nsecsElapsed();
@@ -115,7 +130,18 @@ void ReceivePath_RawRecvmmsg(benchmark::State &state)
         report(state, processed, elapsed);
     }
 }
+
+void ReceivePath_RawRecvmmsg(benchmark::State &state)
+{
+    drainFlood(state, false);
+}
 BENCHMARK(ReceivePath_RawRecvmmsg)->UseManualTime()->Iterations(1)->Repetitions(3)->Unit(benchmark::kMillisecond);
+
+void ReceivePath_SystemCallFloor(benchmark::State &state)
+{
+    drainFlood(state, true);
+}
+BENCHMARK(ReceivePath_SystemCallFloor)->UseManualTime()->Iterations(1)->Repetitions(3)->Unit(benchmark::kMillisecond);
 
 } // namespace
 
