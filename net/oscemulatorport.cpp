@@ -301,9 +301,10 @@ int OscEmulatorPort::drainErrorQueue()
         }
     }
     m_queuedErrorsDrained += quint64(drained);
-    // Emitted after the loop: a receiver may close the socket.
+    // Emitted after the loop: a receiver may close the socket. The text is the socket's
+    // own for this error, not the C library's, which follows the user's language.
     for (int i = 0; i < refused; ++i)
-        emit targetUnreachable(qt_error_string(ECONNREFUSED));
+        emit targetUnreachable(QStringLiteral("Connection refused"));
 #endif
     return drained;
 }

@@ -21,9 +21,10 @@ ApplicationWindow {
         return "#ffffff"
     }
 
-    // Settings wants a plain local path, not the URL that StandardPaths gives.
+    // Settings wants a plain local path, not the URL that StandardPaths gives
+    // ("file:///C:/..." is "C:/..." on Windows).
     function localPath(url) {
-        return decodeURIComponent(String(url).replace(/^file:\/\//, ""))
+        return decodeURIComponent(String(url).replace(/^file:\/\//, "").replace(/^\/([A-Za-z]:)/, "$1"))
     }
 
     visible: true
