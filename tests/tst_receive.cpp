@@ -93,6 +93,10 @@ void TestReceive::datagrams()
     const QString text = fileText(backend.logFileName());
     for (const QString &line : fileLines)
         QVERIFY2(text.contains("] " + line + "\n"), qPrintable(line));
+    // Only red, green and blue write the channel's detail lines.
+    const bool rgbChannel = !fileLines.filter("OSC Channel Received").isEmpty();
+    QCOMPARE(text.contains("OSC Channel Received"), rgbChannel);
+    QCOMPARE(text.contains("Current RGB Buffer"), rgbChannel);
     // A stop clears the table, and keeps the packet count.
     QVERIFY(backend.isRunning());
     backend.stopEmulation();
