@@ -272,6 +272,8 @@ ApplicationWindow {
                         objectName: "startButton"
                         text: "Start"
                         enabled: !!backend && !backend.isRunning && portComboBox.currentIndex >= 0
+                        // Equal shares of the row, whatever their texts.
+                        Layout.preferredWidth: 1
                         Layout.fillWidth: true
                         onClicked: backend.startEmulation()
                     }
@@ -279,6 +281,7 @@ ApplicationWindow {
                         objectName: "stopButton"
                         text: "Stop"
                         enabled: !!backend && backend.isRunning
+                        Layout.preferredWidth: 1
                         Layout.fillWidth: true
                         onClicked: backend.stopEmulation()
                     }
@@ -301,11 +304,7 @@ ApplicationWindow {
                 anchors.margins: 10
                 spacing: 8
 
-                Text {
-                    text: "OSC Target:"
-                    color: Material.foreground
-                    font.pixelSize: 12
-                }
+                Caption { text: "OSC Target:" }
                 TextField {
                     id: oscHostField
                     objectName: "oscHostField"
