@@ -3,6 +3,9 @@
 # unlike the offscreen platform) into docs/. Needs a build (tools/test.sh).
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+PACKAGES+=(imagemagick)   # import, which grabs the X screen
+install_packages
+
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$work/config"
