@@ -26,6 +26,15 @@ quint16 sinkPort()
     return sink.localPort();
 }
 
+sockaddr_in sinkAddress()
+{
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(sinkPort());
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return to;
+}
+
 void SendPath_Backend(benchmark::State &state)
 {
     OscEmulatorBackend backend;
@@ -44,10 +53,7 @@ BENCHMARK(SendPath_Backend)->MinTime(1.0);
 void SendPath_RawSendto(benchmark::State &state)
 {
     const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(sinkPort());
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const sockaddr_in to = sinkAddress();
     const QByteArray datagram = Osc::buildOscChannelMessage(0, 1, 127);
     for (auto _ : state) {
         benchmark::DoNotOptimize(::sendto(fd, datagram.constData(), size_t(datagram.size()), 0,
@@ -64,10 +70,7 @@ BENCHMARK(SendPath_RawSendto)->MinTime(1.0);
 void SendPath_SystemCallFloor(benchmark::State &state)
 {
     const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(sinkPort());
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const sockaddr_in to = sinkAddress();
     const QByteArray datagram = Osc::buildOscChannelMessage(0, 1, 127);
     const QByteArray diagnostic = "Sent OSC datagram to \"127.0.0.1\" port 8000 - size: 36\n";
     const QByteArray line = "[12:00:00] [INFO] TX OSC /osc/channel ,iii 0 1 127, size=36 bytes, dst=127.0.0.1:8000, hex="
