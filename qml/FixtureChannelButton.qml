@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Controls.Material
 import QtQuick.Layouts
 
 Rectangle {
@@ -87,8 +86,6 @@ Rectangle {
             bottomInset: 0
             padding: 0
             checkable: root.mode === "toggle"
-            // No elevation shadow: it costs an offscreen texture per button, and a desk has hundreds.
-            Material.elevation: 0
             Layout.fillWidth: true
             Layout.fillHeight: true
             ToolTip.visible: hovered && root.label !== ""

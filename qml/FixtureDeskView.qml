@@ -56,12 +56,38 @@ Rectangle {
         backend.loadFixturesFromFile(urlToLocalPath(text))
     }
 
+    // Keeps the control that has keyboard focus in view, so arrow keys never move a
+    // control the user cannot see.
+    function revealFocusedControl() {
+        const item = root.Window.activeFocusItem
+        let inside = item
+        while (inside && inside !== fixturesFlow)
+            inside = inside.parent
+        if (!inside)
+            return
+        const view = fixturesScroll.contentItem
+        const top = item.mapToItem(fixturesFlow, 0, 0).y
+        const bottom = top + item.height
+        if (top < view.contentY || item.height > view.height)
+            view.contentY = top
+        else if (bottom > view.contentY + view.height)
+            view.contentY = bottom - view.height
+    }
+
     color: "#121212"
     radius: 8
     border.color: "#404040"
     border.width: 1
 
     Component.onCompleted: rebuildStrips()
+
+    Connections {
+        target: root.Window.window
+
+        function onActiveFocusItemChanged() {
+            root.revealFocusedControl()
+        }
+    }
 
     Connections {
         target: root.hasBackend() ? backend : null

@@ -22,9 +22,15 @@ Rectangle {
     // would keep a stale implicit width for the row.
     property real padWidth: 140
 
+    // A present key is used, even when its value is null (empty text, or 0); the fallback
+    // is for a missing key only.
     function fixtureValue(key, fallback) {
         const value = fixture ? fixture[key] : undefined
-        return value !== undefined && value !== null ? value : fallback
+        if (value === undefined)
+            return fallback
+        if (value === null)
+            return typeof fallback === "number" ? 0 : ""
+        return value
     }
 
     function entryOf(fixture, channel) {

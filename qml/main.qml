@@ -215,9 +215,13 @@ ApplicationWindow {
                 anchors.margins: 10
                 spacing: 12
 
+                // A layout nested in a layout fills the width unless told otherwise: the two
+                // groups keep their preferred widths and Start and Stop share the rest.
                 ColumnLayout {
+                    objectName: "portGroup"
                     spacing: 4
                     Layout.preferredWidth: 260
+                    Layout.fillWidth: false
 
                     Caption { text: "OSC UDP Port" }
                     RowLayout {
@@ -247,8 +251,10 @@ ApplicationWindow {
                     }
                 }
                 ColumnLayout {
+                    objectName: "deviceGroup"
                     spacing: 4
                     Layout.preferredWidth: 220
+                    Layout.fillWidth: false
 
                     Caption { text: "Logical Device" }
                     ComboBox {
@@ -374,11 +380,13 @@ ApplicationWindow {
             id: mainSplit
             objectName: "mainSplit"
 
+            readonly property int handleHeight: 8
+
             orientation: Qt.Vertical
             Layout.fillWidth: true
             Layout.fillHeight: true
             handle: Rectangle {
-                implicitHeight: 8
+                implicitHeight: mainSplit.handleHeight
                 color: SplitHandle.pressed ? "#4fc3f7" : (SplitHandle.hovered ? "#5a5a5a" : "transparent")
 
                 Rectangle {
@@ -390,10 +398,15 @@ ApplicationWindow {
                 }
             }
 
+            // When the window cannot hold both at their minimum heights, the desk (which
+            // scrolls) gives up height first, so the log's header and newest line stay inside.
             FixtureDeskView {
                 id: deskView
                 SplitView.fillHeight: true
-                SplitView.minimumHeight: 220
+                SplitView.minimumHeight: logPanel.visible
+                                         ? Math.max(0, Math.min(220, mainSplit.height - mainSplit.handleHeight
+                                                                     - logPanel.SplitView.minimumHeight))
+                                         : 0
             }
 
             Rectangle {
@@ -407,6 +420,8 @@ ApplicationWindow {
                 border.width: 1
                 SplitView.preferredHeight: 200
                 SplitView.minimumHeight: 90
+                SplitView.maximumHeight: Math.max(SplitView.minimumHeight, mainSplit.height
+                                                  - mainSplit.handleHeight - deskView.SplitView.minimumHeight)
 
                 ColumnLayout {
                     anchors.fill: parent
@@ -450,6 +465,7 @@ ApplicationWindow {
 
                             model: backend ? backend.logMessages : []
                             onCountChanged: Qt.callLater(logListView.positionViewAtEnd)
+                            onHeightChanged: Qt.callLater(logListView.positionViewAtEnd)
 
                             delegate: Rectangle {
                                 required property int index

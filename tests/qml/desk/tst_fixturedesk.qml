@@ -114,6 +114,7 @@ TestCase {
               name: "A", subtitle: "Acme P1", range: "Univ 0 | CH 510\u2013514" },
             { tag: "model only", fixture: { name: "", model: "P1" }, name: "", subtitle: "P1", range: "Univ 0 | CH 1\u20131" },
             { tag: "fallbacks", fixture: {}, name: "Fixture", subtitle: "Generic", range: "Univ 0 | CH 1\u20131" },
+            { tag: "null keys", fixture: { name: null, deviceType: null }, name: "", subtitle: "", range: "Univ 0 | CH 1\u20131" },
         ]
     }
 
@@ -235,6 +236,22 @@ TestCase {
         backend.fixtures = []
         waitForRendering(desk)
         compare(DeskTesting.stripsIn(desk).length, 0)
+    }
+
+    // Keyboard focus on a fader below the fold scrolls the desk to it, and back up.
+    function test_desk_reveals_the_focused_control() {
+        const desk = createDesk(700, 330, true)
+        const view = findChild(desk, "fixturesScroll").contentItem
+        const sliders = DeskTesting.controlsIn(desk).filter(control => DeskTesting.controlKind(control) === "fader")
+                                                   .map(fader => findChild(fader, "valueSlider"))
+        const last = sliders[sliders.length - 1]
+        compare(view.contentY, 0)
+        last.forceActiveFocus()
+        const top = last.mapToItem(view, 0, 0).y
+        verify(top >= 0 && top + last.height <= view.height, "focused fader at " + top)
+        sliders[0].forceActiveFocus()
+        const first = sliders[0].mapToItem(view, 0, 0).y
+        verify(first >= 0 && first + sliders[0].height <= view.height, "focused fader at " + first)
     }
 
     name: "FixtureDesk"

@@ -249,6 +249,62 @@ TestCase {
         compare(child("logPanel").height, 200)
     }
 
+    function sizes() {
+        return [
+            { tag: "start size", width: 1400, height: 900 },
+            { tag: "minimum size", width: 900, height: 560 },
+        ]
+    }
+
+    function openWindowAt(size) {
+        openWindow()
+        mainWindow.width = size.width
+        mainWindow.height = size.height
+        waitForRendering(mainWindow.contentItem)
+    }
+
+    function test_startAndStopShareTheRow_data() {
+        return sizes()
+    }
+
+    function test_startAndStopShareTheRow(data) {
+        openWindowAt(data)
+        mouseClick(child("portToggle"))
+        waitForRendering(mainWindow.contentItem)
+        compare([child("portGroup").width, child("deviceGroup").width], [260, 220])
+        const start = child("startButton")
+        const stop = child("stopButton")
+        compare(start.width, stop.width)
+        for (const button of [start, stop]) {
+            const needed = button.contentItem.implicitWidth + button.leftPadding + button.rightPadding
+            verify(button.width >= needed, button.text + ": " + button.width + " < " + needed)
+        }
+    }
+
+    // The log enlarged by its handle, then every panel shown: its header, its minimum
+    // height and its newest line stay inside the window.
+    function test_logStaysInTheWindow_data() {
+        return sizes()
+    }
+
+    function test_logStaysInTheWindow(data) {
+        openWindowAt(data)
+        const split = child("mainSplit")
+        const logPanel = child("logPanel")
+        mouseDrag(split, split.width / 2, logPanel.mapToItem(split, 0, 0).y - 4, 0, -400)
+        mouseClick(child("statusToggle"))
+        mouseClick(child("portToggle"))
+        for (let i = 0; i < 40; ++i)
+            backend.sendOscChannel(0, 0, i)
+        waitForRendering(mainWindow.contentItem)
+        const bottom = logPanel.mapToItem(mainWindow.contentItem, 0, logPanel.height).y
+        verify(bottom <= mainWindow.contentItem.height, "log ends at " + bottom)
+        verify(logPanel.height >= 90, "log height " + logPanel.height)
+        const list = child("logListView")
+        verify(list.height > 0)
+        tryVerify(() => list.atYEnd, 2000, "the newest line is not in view")
+    }
+
     function test_minimumSize() {
         openWindow()
         compare(mainWindow.minimumWidth, 900)
