@@ -30,6 +30,7 @@ TestCase {
         mainWindow = Qt.createComponent("qrc:/main.qml").createObject(null)
         waitForRendering(mainWindow.contentItem)
         mouseClick(child("statusToggle"))
+        mouseClick(child("portToggle"))
         mouseClick(child("reloadButton"))
         waitForRendering(mainWindow.contentItem)
         wait(200)
