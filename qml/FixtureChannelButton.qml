@@ -1,6 +1,8 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import "Backend.js" as Backend
+import "Palette.js" as Palette
 
 Rectangle {
     id: root
@@ -15,10 +17,6 @@ Rectangle {
     // A momentary press whose off message is still owed (by a release or a cancel).
     property bool momentaryHeld: false
 
-    function hasBackend() {
-        return typeof backend !== "undefined" && backend !== null
-    }
-
     function channelText() {
         if (argType === "none")
             return channel + " ()"
@@ -30,7 +28,7 @@ Rectangle {
     }
 
     function sendState(on) {
-        if (!hasBackend())
+        if (!Backend.hasBackend())
             return
         if (oscAddress === "") {
             backend.sendOscChannel(universe, channel, on ? 255 : 0)
@@ -68,8 +66,8 @@ Rectangle {
     implicitWidth: 56
     implicitHeight: 64
     radius: 4
-    color: btn.checked ? "#1f3a47" : "#252525"
-    border.color: btn.checked ? "#4fc3f7" : "#404040"
+    color: btn.checked ? Palette.checkedButton : Palette.controlBackground
+    border.color: btn.checked ? Palette.accent : Palette.border
     border.width: btn.checked ? 2 : 1
 
     ColumnLayout {
@@ -104,7 +102,7 @@ Rectangle {
         Text {
             objectName: "labelText"
             text: root.label
-            color: "white"
+            color: Palette.text
             font.pixelSize: 9
             horizontalAlignment: Text.AlignHCenter
             elide: Text.ElideRight
@@ -114,7 +112,7 @@ Rectangle {
         Text {
             objectName: "channelText"
             text: root.channelText()
-            color: "#b0b0b0"
+            color: Palette.caption
             font.pixelSize: 8
             horizontalAlignment: Text.AlignHCenter
             Layout.fillWidth: true

@@ -1,6 +1,9 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import "Backend.js" as Backend
+import "Palette.js" as Palette
+import "Rules.js" as Rules
 
 Rectangle {
     id: root
@@ -12,10 +15,6 @@ Rectangle {
     property real valueScale: 1.0
     property string argType: ""
     property int lastSentValue: -1
-
-    function hasBackend() {
-        return typeof backend !== "undefined" && backend !== null
-    }
 
     // Math.round rounds halves upward, as the sends require.
     function scaledValue(v) {
@@ -46,7 +45,7 @@ Rectangle {
     }
 
     function sendValue(v) {
-        if (!hasBackend())
+        if (!Backend.hasBackend())
             return
         const scaled = scaledValue(v)
         if (scaled === lastSentValue)
@@ -66,8 +65,8 @@ Rectangle {
     implicitWidth: 40
     implicitHeight: 160
     radius: 4
-    color: "#252525"
-    border.color: "#404040"
+    color: Palette.controlBackground
+    border.color: Palette.border
     border.width: 1
 
     ColumnLayout {
@@ -99,7 +98,7 @@ Rectangle {
         Text {
             objectName: "caption"
             text: root.captionText(valueSlider.value)
-            color: "white"
+            color: Palette.text
             font.pixelSize: 9
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.WordWrap
@@ -111,7 +110,7 @@ Rectangle {
         id: sendThrottle
 
         objectName: "sendThrottle"
-        interval: 33
+        interval: Rules.throttleInterval
         repeat: false
         onTriggered: root.sendValue(valueSlider.value)
     }

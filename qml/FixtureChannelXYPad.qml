@@ -1,6 +1,9 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import "Backend.js" as Backend
+import "Palette.js" as Palette
+import "Rules.js" as Rules
 
 Rectangle {
     id: root
@@ -12,10 +15,6 @@ Rectangle {
     property real xValue: 0.5
     property real yValue: 0.5
     property string lastSent: ""
-
-    function hasBackend() {
-        return typeof backend !== "undefined" && backend !== null
-    }
 
     function bounded01(v) {
         return Math.min(1, Math.max(0, v))
@@ -52,7 +51,7 @@ Rectangle {
     }
 
     function sendValue() {
-        if (!hasBackend() || oscAddress === "")
+        if (!Backend.hasBackend() || oscAddress === "")
             return
         const x = round3(xValue)
         const y = round3(yValue)
@@ -66,8 +65,8 @@ Rectangle {
     implicitWidth: 150
     implicitHeight: 190
     radius: 4
-    color: "#252525"
-    border.color: "#404040"
+    color: Palette.controlBackground
+    border.color: Palette.border
     border.width: 1
 
     ColumnLayout {
@@ -80,8 +79,8 @@ Rectangle {
 
             objectName: "pad"
             radius: 4
-            color: "#1a1a1a"
-            border.color: padArea.pressed ? "#4fc3f7" : "#404040"
+            color: Palette.padBackground
+            border.color: padArea.pressed ? Palette.accent : Palette.border
             border.width: 1
             clip: true
             Layout.fillWidth: true
@@ -92,14 +91,14 @@ Rectangle {
                 x: root.xValue * pad.width
                 width: 1
                 height: pad.height
-                color: "#3a5a6a"
+                color: Palette.padCrosshair
             }
 
             Rectangle {
                 y: (1 - root.yValue) * pad.height
                 width: pad.width
                 height: 1
-                color: "#3a5a6a"
+                color: Palette.padCrosshair
             }
 
             Rectangle {
@@ -109,8 +108,8 @@ Rectangle {
                 width: 16
                 height: 16
                 radius: 8
-                color: padArea.pressed ? "#4fc3f7" : "#81d4fa"
-                border.color: "#ffffff"
+                color: padArea.pressed ? Palette.accent : Palette.padKnob
+                border.color: Palette.text
                 border.width: 1
             }
 
@@ -134,7 +133,7 @@ Rectangle {
         Text {
             objectName: "caption"
             text: (root.label !== "" ? root.label + " " : "") + root.channel
-            color: "white"
+            color: Palette.text
             font.pixelSize: 9
             horizontalAlignment: Text.AlignHCenter
             elide: Text.ElideRight
@@ -144,7 +143,7 @@ Rectangle {
         Text {
             objectName: "valueText"
             text: "x " + root.xValue.toFixed(2) + "  y " + root.yValue.toFixed(2) + "  ,ff"
-            color: "#b0b0b0"
+            color: Palette.caption
             font.pixelSize: 8
             horizontalAlignment: Text.AlignHCenter
             Layout.fillWidth: true
@@ -155,7 +154,7 @@ Rectangle {
         id: sendThrottle
 
         objectName: "sendThrottle"
-        interval: 33
+        interval: Rules.throttleInterval
         repeat: false
         onTriggered: root.sendValue()
     }

@@ -2,58 +2,31 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Dialogs
 import QtQuick.Layouts
+import "Backend.js" as Backend
+import "Palette.js" as Palette
+import "Rules.js" as Rules
 
 Rectangle {
     id: root
 
     readonly property real stripHeight: stripHeightFor(fixturesScroll.availableHeight)
 
-    function hasBackend() {
-        return typeof backend !== "undefined" && backend !== null
-    }
-
     function stripHeightFor(available) {
         return Math.min(460, Math.max(300, available))
-    }
-
-    // The local path of a file URL, as QUrl::toLocalFile gives it (a drive letter after
-    // the slash is taken as a Windows path); any other text is returned unchanged.
-    function urlToLocalPath(url) {
-        const text = String(url)
-        const parts = /^file:(\/\/([^\/?#]*))?([^?#]*)/i.exec(text)
-        if (parts === null)
-            return text
-        const host = parts[2] !== undefined ? parts[2].toLowerCase() : ""
-        // As in QUrl's tolerant parsing, a stray "%" means the path is not encoded at all.
-        let path = parts[3]
-        if (!/%(?![0-9A-Fa-f]{2})/.test(path)) {
-            path = path.replace(/(%[0-9A-Fa-f]{2})+/g, function(run) {
-                try {
-                    return decodeURIComponent(run)
-                } catch (error) {
-                    return run
-                }
-            })
-        }
-        if (host !== "")
-            return "//" + host + path
-        if (/^\/[A-Za-z]:/.test(path))
-            return path.substring(1)
-        return path
     }
 
     // Every announcement rebuilds all strips, even for a list equal to the current one
     // (a Repeater keeps its delegates for an equal model).
     function rebuildStrips() {
         stripRepeater.model = []
-        stripRepeater.model = hasBackend() ? backend.fixtures : []
+        stripRepeater.model = Backend.hasBackend() ? backend.fixtures : []
     }
 
     function loadFromUrl(url) {
         const text = String(url)
-        if (!hasBackend() || text === "")
+        if (!Backend.hasBackend() || text === "")
             return
-        backend.loadFixturesFromFile(urlToLocalPath(text))
+        backend.loadFixturesFromFile(Rules.urlToLocalPath(text))
     }
 
     // Keeps the control that has keyboard focus in view, so arrow keys never move a
@@ -74,9 +47,9 @@ Rectangle {
             view.contentY = bottom - view.height
     }
 
-    color: "#121212"
+    color: Palette.deskBackground
     radius: 8
-    border.color: "#404040"
+    border.color: Palette.border
     border.width: 1
 
     Component.onCompleted: rebuildStrips()
@@ -90,7 +63,7 @@ Rectangle {
     }
 
     Connections {
-        target: root.hasBackend() ? backend : null
+        target: Backend.hasBackend() ? backend : null
 
         function onFixturesChanged() {
             root.rebuildStrips()
@@ -107,7 +80,7 @@ Rectangle {
 
             Text {
                 text: "Mesa OSC (fixtures)"
-                color: "white"
+                color: Palette.text
                 font.pixelSize: 14
                 font.bold: true
                 Layout.fillWidth: true
@@ -117,7 +90,7 @@ Rectangle {
                 objectName: "reloadButton"
                 text: "Recargar fixtures"
                 onClicked: {
-                    if (root.hasBackend())
+                    if (Backend.hasBackend())
                         backend.loadDefaultFixturesConfig()
                 }
             }
@@ -126,7 +99,7 @@ Rectangle {
                 objectName: "saveButton"
                 text: "Guardar fixtures"
                 onClicked: {
-                    if (root.hasBackend())
+                    if (Backend.hasBackend())
                         backend.saveDefaultFixturesConfig()
                 }
             }

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import "Palette.js" as Palette
 
 Rectangle {
     id: root
@@ -104,9 +105,9 @@ Rectangle {
 
     implicitWidth: Math.max(170, continuousRow.implicitWidth, buttonGrid.implicitWidth) + 16
     implicitHeight: 360
-    color: "#1e1e1e"
+    color: Palette.stripBackground
     radius: 8
-    border.color: "#404040"
+    border.color: Palette.border
     border.width: 1
 
     ColumnLayout {
@@ -121,7 +122,7 @@ Rectangle {
             Text {
                 objectName: "nameText"
                 text: root.name
-                color: "white"
+                color: Palette.text
                 font.pixelSize: 12
                 font.bold: true
                 elide: Text.ElideRight
@@ -131,7 +132,7 @@ Rectangle {
             Text {
                 objectName: "subtitleText"
                 text: root.subtitleText()
-                color: "#b0b0b0"
+                color: Palette.caption
                 font.pixelSize: 10
                 elide: Text.ElideRight
                 Layout.fillWidth: true
@@ -140,7 +141,7 @@ Rectangle {
             Text {
                 objectName: "rangeText"
                 text: root.rangeText()
-                color: "#808080"
+                color: Palette.faintCaption
                 font.pixelSize: 9
                 Layout.fillWidth: true
             }

@@ -2,6 +2,7 @@ import QtQuick
 import QtTest
 import "qrc:/"
 import "DeskTesting.js" as DeskTesting
+import "qrc:/Rules.js" as Rules
 
 // The strips of fixtures on their own, and the desk that shows one per fixture.
 
@@ -151,7 +152,7 @@ TestCase {
     }
 
     function test_desk_url_to_local_path(data) {
-        compare(createDesk(400, 300).urlToLocalPath(data.url), data.path)
+        compare(Rules.urlToLocalPath(data.url), data.path)
     }
 
     function test_desk_header_buttons_data() {

@@ -1,0 +1,6 @@
+// Not a library: it runs in the importing document's context, where `backend` lives.
+
+// The documents also load without a backend (in tests, or before one is published).
+function hasBackend() {
+    return typeof backend !== "undefined" && backend !== null
+}
