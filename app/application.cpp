@@ -6,18 +6,7 @@
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
-#include <QQmlModuleRegistration>
 #include <QQuickStyle>
-#include <qqml.h>
-
-void qml_register_types_OscEmulator()
-{
-    // The module carries documents only: no C++ types. The backend reaches QML as a
-    // context property.
-    qmlRegisterModule("OscEmulator", 1, 0);
-}
-
-static const QQmlModuleRegistration oscEmulatorModuleRegistration("OscEmulator", qml_register_types_OscEmulator);
 
 int runOscEmulator(int argc, char *argv[], const QUrl &mainUrl)
 {

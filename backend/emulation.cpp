@@ -61,7 +61,7 @@ void OscEmulatorBackend::startEmulation()
     m_statusMessage = QStringLiteral("Listening OSC on UDP %1").arg(port);
     emit statusMessageChanged();
     writeToLogFile(QStringLiteral("OSC emulation started - UDP Port: %1").arg(port));
-    writeToLogFile(QStringLiteral("Update timer started - Interval: 50ms"));
+    writeToLogFile(QStringLiteral("Update timer started - Interval: %1ms").arg(kUpdateIntervalMs));
 }
 
 void OscEmulatorBackend::stopEmulation()

@@ -1,5 +1,7 @@
 #include "fixtureformat.h"
 
+#include "oscwire.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -23,7 +25,7 @@ const QString kCapabilities = QStringLiteral("capabilities");
 const QString kFixtures = QStringLiteral("fixtures");
 
 constexpr int kLowestChannel = 1;
-constexpr int kHighestChannel = 512;
+constexpr int kHighestChannel = Osc::kChannelCount;
 
 // A missing key takes the default; a present one goes through QVariant::toInt,
 // so anything that does not convert becomes 0 before the bounds apply.
@@ -59,7 +61,8 @@ QVariantMap normalizeFixture(const QVariantMap &fixture)
     if (!fixture.contains(kDeviceType))
         result.insert(kDeviceType, QStringLiteral("Generic"));
 
-    // Start and count are bounded separately: the last channel may lie past 512.
+    // Start and count are bounded separately: the last channel may lie past the last
+    // channel of the universe.
     result.insert(kUniverse, qMax(0, wholeNumber(fixture, kUniverse, 0)));
     result.insert(kStartChannel, qBound(kLowestChannel, wholeNumber(fixture, kStartChannel, 1), kHighestChannel));
     result.insert(kChannelCount, qBound(kLowestChannel, wholeNumber(fixture, kChannelCount, 3), kHighestChannel));

@@ -115,4 +115,17 @@ QString debugLogFileName(const QDateTime &start, int attempt)
     return name + QStringLiteral(".log");
 }
 
+QString hexDigits(const QByteArray &data, int maxDigits)
+{
+    static const char digits[] = "0123456789abcdef";
+    const qsizetype count = qMin(data.size() * 2, qsizetype(qMax(maxDigits, 0)));
+    QString hex(count, Qt::Uninitialized);
+    QChar *out = hex.data();
+    for (qsizetype i = 0; i < count; ++i) {
+        const quint8 byte = quint8(data.at(i / 2));
+        out[i] = QLatin1Char(digits[(i % 2 == 0) ? byte >> 4 : byte & 0xf]);
+    }
+    return hex;
+}
+
 } // namespace LogFormat

@@ -25,6 +25,9 @@ QString memoryLine(const Stamp &stamp, QtMsgType level, const QString &message);
 // In the debug log file: "[yyyy-MM-dd hh:mm:ss.zzz] " + text + "\n".
 QString fileLine(const Stamp &stamp, const QString &text);
 
+// A datagram's dump: lower-case hex without separators, cut to at most maxDigits digits.
+QString hexDigits(const QByteArray &data, int maxDigits);
+
 // "osc_emulator_debug_yyyyMMdd_hhmmss.log", or with "_2", "_3"... before ".log".
 QString debugLogFileName(const QDateTime &start, int attempt);
 

@@ -2,6 +2,7 @@
 
 #include "oscemulatorport.h"
 #include "oscprotocolhandler.h"
+#include "oscwire.h"
 
 OscEmulatorBackend::OscEmulatorBackend(QObject *parent)
     : QObject(parent)
@@ -22,8 +23,8 @@ OscEmulatorBackend::OscEmulatorBackend(QObject *parent)
     openLogFile();
 
     m_emulatedDevices = QStringList{QStringLiteral("OSC Input (/osc/channel)")};
-    oscBuffer = QByteArray(512, '\0');
-    updateTimer->setInterval(50);
+    oscBuffer = QByteArray(Osc::kChannelCount, '\0');
+    updateTimer->setInterval(kUpdateIntervalMs);
     updateTimer->setSingleShot(false);
 
     connect(updateTimer, &QTimer::timeout, this, &OscEmulatorBackend::onUpdateTimerTimeout);

@@ -143,6 +143,8 @@ private:
     // const fixture operations may log: the log members are mutable.
     mutable QStringList m_logMessages;
     QByteArray oscBuffer;
+    // While listening, the received data is announced again at every tick.
+    static constexpr int kUpdateIntervalMs = 50;
     QTimer *updateTimer;
     int m_packetCount;
     int m_baudRate;

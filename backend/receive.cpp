@@ -1,12 +1,12 @@
 #include "oscemulatorbackend.h"
 
-#include "oscmessage.h"
+#include "logformat.h"
 #include "oscprotocolhandler.h"
+#include "oscwire.h"
 
 namespace {
 constexpr int kRawHexDigits = 64;
 constexpr int kRxHexDigits = 80;
-constexpr int kUniverseSize = 512;
 }
 
 int OscEmulatorBackend::bufferByte(int index) const
@@ -24,13 +24,13 @@ int OscEmulatorBackend::getChannelValue(int channel)
 void OscEmulatorBackend::handleDatagram(const QByteArray &data)
 {
     writeToLogFile(QStringLiteral("Raw OSC datagram received - Size: %1 bytes, Hex: %2")
-                           .arg(QString::number(data.size()), Osc::hexDigits(data, kRawHexDigits)));
+                           .arg(QString::number(data.size()), LogFormat::hexDigits(data, kRawHexDigits)));
     protocolHandler->parseData(data);
 }
 
 void OscEmulatorBackend::handleOscChannelReceived(int universe, int channel, quint8 value)
 {
-    if (universe != 0 || channel < 1 || channel > kUniverseSize)
+    if (universe != 0 || !Osc::isValidChannel(channel))
         return;
     oscBuffer[channel - 1] = static_cast<char>(value);
     // Channels above 3 reach the UI with the next tick; red, green and blue at once.
@@ -51,7 +51,7 @@ void OscEmulatorBackend::handleOscDataReceived(int universe, QByteArray data)
 {
     ++m_packetCount;
     emit packetCountChanged();
-    const QString hex = Osc::hexDigits(data, kRxHexDigits);
+    const QString hex = LogFormat::hexDigits(data, kRxHexDigits);
     addLogMessage(QStringLiteral("RX OSC datagram -> universe=%1, size=%2 bytes, packet#%3, hex=%4")
                           .arg(QString::number(universe), QString::number(data.size()),
                                QString::number(m_packetCount), hex),
@@ -65,7 +65,7 @@ void OscEmulatorBackend::handleOscDataReceived(int universe, QByteArray data)
                                .arg(int(static_cast<quint8>(data.at(1))))
                                .arg(int(static_cast<quint8>(data.at(2)))));
     }
-    if (universe != 0 || data.size() > kUniverseSize)
+    if (universe != 0 || data.size() > Osc::kChannelCount)
         return;
     oscBuffer.replace(0, data.size(), data);
     writeToLogFile(QStringLiteral("Buffer updated - Size: %1, First 3 bytes: R=%2, G=%3, B=%4")

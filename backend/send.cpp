@@ -1,7 +1,9 @@
 #include "oscemulatorbackend.h"
 
 #include "oscemulatorport.h"
+#include "logformat.h"
 #include "oscmessage.h"
+#include "oscwire.h"
 #include "valuemapping.h"
 
 #include <QHostAddress>
@@ -17,12 +19,14 @@ QString emptyAddressRefusal()
 
 void OscEmulatorBackend::sendOscChannel(int universe, int channel, int value)
 {
-    if (channel < 1 || channel > 512) {
-        addLogMessage(QStringLiteral("Cannot send OSC: invalid channel %1 (must be 1-512).").arg(channel),
+    if (!Osc::isValidChannel(channel)) {
+        addLogMessage(QStringLiteral("Cannot send OSC: invalid channel %1 (must be 1-%2).")
+                              .arg(channel)
+                              .arg(Osc::kChannelCount),
                       QtWarningMsg);
         return;
     }
-    if (universe < 0) {
+    if (!Osc::isValidUniverse(universe)) {
         addLogMessage(QStringLiteral("Cannot send OSC: invalid universe %1 (must be >= 0).").arg(universe),
                       QtWarningMsg);
         return;
@@ -85,7 +89,7 @@ bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QStrin
         return false;
     // "TX OSC %1%2, size=%3 bytes, dst=%4:%5, hex=%6", appended piece by piece: this line
     // is written for every datagram the desk sends.
-    const QString hex = Osc::hexDigits(datagram, kTxHexDigits);
+    const QString hex = LogFormat::hexDigits(datagram, kTxHexDigits);
     QString line;
     line.reserve(64 + description.size() + m_oscTargetHost.size() + hex.size());
     line.append(u"TX OSC ");

@@ -9,6 +9,7 @@ constexpr int clampControlValue(int value)
 }
 
 // (v * 127 + 63) / 255, truncated: 0 and 1 give 0, 128 gives 63, 255 gives 127.
+// Differs on purpose from the fader's toInt127 (FixtureChannelFader.qml), which rounds 128 to 64.
 constexpr int mapToInt127(int value)
 {
     return (clampControlValue(value) * 127 + 63) / 255;

@@ -1,4 +1,5 @@
 #include "fuzzcheck.h"
+#include "logformat.h"
 #include "oscmessage.h"
 #include "oscparser.h"
 #include "oscprotocolhandler.h"
@@ -45,7 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
     // The hex of the log lines is the datagram's own hex, cut.
     for (const int digits : {0, 1, 63, 64, 80, 96, int(2 * size + 1)})
-        FUZZ_CHECK(Osc::hexDigits(datagram, digits) == QString::fromLatin1(datagram.toHex().left(digits)));
+        FUZZ_CHECK(LogFormat::hexDigits(datagram, digits) == QString::fromLatin1(datagram.toHex().left(digits)));
 
     OscProtocolHandler handler;
     int events = 0;

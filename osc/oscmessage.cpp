@@ -1,5 +1,7 @@
 #include "oscmessage.h"
 
+#include "oscwire.h"
+
 #include <QVarLengthArray>
 #include <QtEndian>
 
@@ -9,16 +11,14 @@ namespace Osc {
 
 namespace {
 
-// n bytes of text, one NUL, then NULs up to a multiple of 4.
-constexpr qsizetype oscStringSize(qsizetype n)
+// Whether every UTF-16 unit is ASCII, and so its own UTF-8 byte.
+bool isAscii(QStringView text)
 {
-    return (n + 4) & ~qsizetype(3);
-}
-
-// n bytes, then NULs up to a multiple of 4 (a blob's data: no terminator).
-constexpr qsizetype paddedSize(qsizetype n)
-{
-    return (n + 3) & ~qsizetype(3);
+    for (const QChar c : text) {
+        if (c.unicode() >= 0x80)
+            return false;
+    }
+    return true;
 }
 
 // Builds a message in a stack buffer, growing it only for large messages: one
@@ -35,7 +35,7 @@ public:
     // Blob: the byte count, the bytes (the text's UTF-8), then NULs up to a multiple of 4.
     void blob(QStringView bytes)
     {
-        if (!QtPrivate::isAscii(bytes)) {
+        if (!isAscii(bytes)) {
             const QByteArray utf8 = bytes.toUtf8();
             int32(quint32(utf8.size()));
             zeroPadded(utf8.constData(), utf8.size(), paddedSize(utf8.size()));
@@ -67,7 +67,7 @@ private:
 
     void padded(QStringView text, qsizetype (*padding)(qsizetype))
     {
-        if (QtPrivate::isAscii(text)) {
+        if (isAscii(text)) {
             asciiPadded(text, padding(text.size()));
             return;
         }
@@ -221,19 +221,6 @@ QByteArray wrapInBundle(const QByteArray &message)
     qToBigEndian(qint32(message.size()), data + 16);
     std::memcpy(data + 20, message.constData(), size_t(message.size()));
     return out;
-}
-
-QString hexDigits(const QByteArray &data, int maxDigits)
-{
-    static const char digits[] = "0123456789abcdef";
-    const qsizetype count = qMin(data.size() * 2, qsizetype(qMax(maxDigits, 0)));
-    QString hex(count, Qt::Uninitialized);
-    QChar *out = hex.data();
-    for (qsizetype i = 0; i < count; ++i) {
-        const quint8 byte = quint8(data.at(i / 2));
-        out[i] = QLatin1Char(digits[(i % 2 == 0) ? byte >> 4 : byte & 0xf]);
-    }
-    return hex;
 }
 
 } // namespace Osc

@@ -23,7 +23,4 @@ QByteArray buildTypedOscMessage(const QString &address, const QString &typeTags,
 // "#bundle", time tag 1 (immediately), the element size, the message.
 QByteArray wrapInBundle(const QByteArray &message);
 
-// Lower-case hex without separators, cut to at most maxDigits digits.
-QString hexDigits(const QByteArray &data, int maxDigits);
-
 } // namespace Osc

@@ -1,5 +1,7 @@
 #include "oscparser.h"
 
+#include "oscwire.h"
+
 #include <QByteArrayView>
 #include <QtEndian>
 
@@ -9,8 +11,6 @@
 namespace Osc {
 
 namespace {
-
-constexpr qint32 kChannelCount = 512;
 
 // The readers' failure texts, quoted by the parse errors after their own prefix.
 constexpr char kStringOffsetOutOfRange[] = "offset out of range while reading string";
@@ -22,7 +22,7 @@ constexpr char kNoBlob[] = "not enough data for blob";
 // its end, and the padding bytes are not checked.
 qsizetype skipPadding(qsizetype offset, qsizetype size)
 {
-    return qMin((offset + 3) & ~qsizetype(3), size);
+    return qMin(paddedSize(offset), size);
 }
 
 // OSC-string: the bytes up to the first NUL, then padding. On failure offset is unchanged.
@@ -108,9 +108,9 @@ ParsedDatagram readChannelArguments(const QByteArray &datagram, qsizetype offset
         return failure(QStringLiteral("OSC parse error (/osc/channel args): %1").arg(QLatin1String(readError)));
     }
     // The channel is checked before the universe.
-    if (channel < 1 || channel > kChannelCount)
-        return failure(QStringLiteral("Invalid OSC channel %1 (must be 1-512)").arg(channel));
-    if (universe < 0)
+    if (!isValidChannel(channel))
+        return failure(QStringLiteral("Invalid OSC channel %1 (must be 1-%2)").arg(channel).arg(kChannelCount));
+    if (!isValidUniverse(universe))
         return invalidUniverse(universe);
 
     ParsedDatagram result;
@@ -132,7 +132,7 @@ ParsedDatagram readUniverseArguments(const QByteArray &datagram, qsizetype offse
     const char *readError = nullptr;
     if (!readOscInt32(datagram, offset, universe, readError) || !readOscBlob(datagram, offset, values, readError))
         return failure(QStringLiteral("OSC parse error (/osc/universe args): %1").arg(QLatin1String(readError)));
-    if (universe < 0)
+    if (!isValidUniverse(universe))
         return invalidUniverse(universe);
 
     ParsedDatagram result;

@@ -11,7 +11,7 @@ struct ParsedDatagram
 {
     enum class Kind {
         Ignored,  // an empty datagram: no event at all
-        Channel,  // "/osc/channel ,iii": universe, channel 1-512, value clamped to 0-255
+        Channel,  // "/osc/channel ,iii": universe, channel 1 to kChannelCount, value clamped to 0-255
         Universe, // "/osc/universe ,ib": universe and the values of channels 1, 2, 3...
         Error,    // anything else, with a readable error text
     };

@@ -21,6 +21,7 @@ Rectangle {
         return Math.round(v * valueScale)
     }
 
+    // Rounds 128 to 64; differs on purpose from the backend's mapToInt127 (valuemapping.h), which gives 63.
     function toInt127(scaled) {
         return Math.round(scaled * 127 / 255)
     }

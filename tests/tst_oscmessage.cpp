@@ -1,3 +1,4 @@
+#include "logformat.h"
 #include "oscmessage.h"
 
 #include <QTest>
@@ -51,9 +52,9 @@ void TestOscMessage::encoders_data()
     const auto digits = [](const char *name, const QString &actual, const char *expected) {
         QTest::newRow(name) << actual.toLatin1() << QByteArray(expected);
     };
-    digits("hexDigits shorter than the cut", Osc::hexDigits(QByteArray::fromHex("0a141e28"), 80), "0a141e28");
-    digits("hexDigits odd cut", Osc::hexDigits(QByteArray::fromHex("abcdef"), 3), "abc");
-    digits("hexDigits cut to 0", Osc::hexDigits(QByteArray::fromHex("ab"), 0), "");
+    digits("hexDigits shorter than the cut", LogFormat::hexDigits(QByteArray::fromHex("0a141e28"), 80), "0a141e28");
+    digits("hexDigits odd cut", LogFormat::hexDigits(QByteArray::fromHex("abcdef"), 3), "abc");
+    digits("hexDigits cut to 0", LogFormat::hexDigits(QByteArray::fromHex("ab"), 0), "");
 }
 
 void TestOscMessage::encoders()
