@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # Installs what the tests need, builds everything and runs every test through ctest.
-# Then builds the whole suite a second time with clang, AddressSanitizer and UBSan, plus
-# the fuzzers, and runs it again: there any sanitizer report fails its test, and each
-# fuzzer fuzzes for OSC_FUZZ_SECONDS (20) as a test of its own. The last lines are that
-# second run's ctest summary.
+# Then builds the Debian package (tools/package.sh) and checks its control fields and
+# contents (tools/check-package.sh). Then builds the whole suite a second time with clang,
+# AddressSanitizer and UBSan, plus the fuzzers, and runs it again: there any sanitizer
+# report fails its test, and each fuzzer fuzzes for OSC_FUZZ_SECONDS (20) as a test of its
+# own. The last lines are that second run's ctest summary.
 #
-# OSC_QUICK=1 skips the second build for a quick local run; on CI (CI=true) it always runs.
+# OSC_QUICK=1 skips the package and the second build for a quick local run; on CI
+# (CI=true) they always run.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 install_packages
@@ -13,7 +15,7 @@ install_packages
 quick=0
 if [ "${OSC_QUICK:-0}" = 1 ] && [ "${CI:-}" != true ]; then
     quick=1
-    echo "OSC_QUICK=1: the sanitizer build and the fuzzers are skipped"
+    echo "OSC_QUICK=1: the package, the sanitizer build and the fuzzers are skipped"
 fi
 
 build "$BUILD_DIR"
@@ -21,6 +23,9 @@ build "$BUILD_DIR"
 if [ "$quick" = 1 ]; then
     exit 0
 fi
+
+"$ROOT/tools/package.sh"
+"$ROOT/tools/check-package.sh"
 
 CC=clang CXX=clang++ build "$SANITIZE_BUILD_DIR" -DOSC_SANITIZE=ON -DOSC_FUZZ=ON -DOSC_BENCH=OFF
 cd "$SANITIZE_BUILD_DIR"
