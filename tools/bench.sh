@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Runs every benchmark (built by tools/test.sh) and prints the README's table. Each
+# Builds and runs every benchmark and prints the README's table. Each
 # comparison runs beside its baseline in the same run; the ratios are what to compare.
 # UDP port 9000 must be free (the receive benchmark listens there).
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-install_packages
-build "$BUILD_DIR" >/dev/null
+install_packages "${DESK_PACKAGES[@]}" "${BENCH_PACKAGES[@]}"
+build "$BUILD_DIR" -DOSC_BENCH=ON >/dev/null
 bench="$BUILD_DIR/bench"
 out="$(mktemp -d)"
 trap 'rm -rf "$out"' EXIT

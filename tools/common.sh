@@ -1,25 +1,33 @@
-# Shared by run.sh and test.sh: Debian packages and the build.
+# Shared by the scripts in tools/: Debian packages and the build.
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 BUILD_DIR="${BUILD_DIR:-$ROOT/build}"
 SANITIZE_BUILD_DIR="${SANITIZE_BUILD_DIR:-$ROOT/build-sanitize}"
 
-PACKAGES=(
-    build-essential cmake ninja-build pkg-config
+# Debian packages, by what needs them. The desk: the compiler, Qt, and the QML modules
+# that the window imports at run time.
+DESK_PACKAGES=(
+    build-essential cmake ninja-build
     qt6-base-dev qt6-declarative-dev
     qml6-module-qtqml-workerscript qml6-module-qtquick qml6-module-qtquick-window
     qml6-module-qtquick-templates qml6-module-qtquick-controls qml6-module-qtquick-layouts
     qml6-module-qtquick-dialogs qml6-module-qt-labs-folderlistmodel qml6-module-qtquick-shapes
-    qml6-module-qtcore qml6-module-qt-labs-settings qml6-module-qttest
-    xvfb xauth
-    liblo-tools liblo-dev liboscpack-dev libbenchmark-dev python3
-    clang libclang-rt-14-dev
+    qml6-module-qtcore qml6-module-qt-labs-settings
 )
+# The tests: Qt Quick Test, a display server, liblo's tools as the independent peer, clang
+# for the sanitizers and the fuzzers (which decode with liblo), and what builds the package.
+TEST_PACKAGES=(
+    qml6-module-qttest xvfb xauth liblo-tools liblo-dev pkg-config python3
+    clang libclang-rt-14-dev dpkg-dev file
+)
+# The benchmarks: Google Benchmark, and liblo and oscpack as baselines.
+BENCH_PACKAGES=(libbenchmark-dev liblo-dev liboscpack-dev pkg-config xvfb xauth python3)
 
+# install_packages PACKAGE...: installs those not installed yet, in one apt-get call.
 install_packages() {
     local missing=()
-    for p in "${PACKAGES[@]}"; do
+    for p in "$@"; do
         dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
     done
     [ ${#missing[@]} -eq 0 ] && return 0
@@ -30,13 +38,17 @@ install_packages() {
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# build DIR [cmake options...]
-build() {
+# configure DIR [cmake options...]: every time, so that a changed option takes effect
+# (configuring an existing folder is quick).
+configure() {
     local dir="$1"; shift
-    if [ ! -f "$dir/CMakeCache.txt" ]; then
-        cmake -S "$ROOT" -B "$dir" -G Ninja "$@" >/dev/null
-    fi
-    cmake --build "$dir" --parallel "$(nproc)"
+    cmake -S "$ROOT" -B "$dir" -G Ninja "$@" >/dev/null
+}
+
+# build DIR [cmake options...]: configures, then builds every target.
+build() {
+    configure "$@"
+    cmake --build "$1" --parallel "$(nproc)"
 }
 
 # Any sanitizer report ends its process with an error and a stack trace. Leak checking

@@ -6,10 +6,9 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 PACKAGE_BUILD_DIR="${PACKAGE_BUILD_DIR:-$ROOT/build-package}"
 
-# Only what builds the desk, plus dpkg-shlibdeps and file, which compute the package's
+# What builds the desk, plus dpkg-shlibdeps and file, which compute the package's
 # dependencies on shared libraries.
-PACKAGES=(build-essential cmake ninja-build qt6-base-dev qt6-declarative-dev dpkg-dev file)
-install_packages
+install_packages "${DESK_PACKAGES[@]}" dpkg-dev file
 
 # Configured every time, so these options hold in a build folder made before them. No run
 # path in the installed executable: Qt's libraries are found where the system keeps them.

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Takes the README's screenshots of the real window under Xvfb (real OpenGL rendering,
-# unlike the offscreen platform) into docs/. Needs a build (tools/test.sh).
+# unlike the offscreen platform) into docs/.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-PACKAGES+=(imagemagick)   # import, which grabs the X screen
-install_packages
+# imagemagick's import grabs the X screen.
+install_packages "${DESK_PACKAGES[@]}" "${TEST_PACKAGES[@]}" imagemagick
+build "$BUILD_DIR" >/dev/null
 
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT

@@ -10,7 +10,7 @@
 # (CI=true) they always run.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-install_packages
+install_packages "${DESK_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
 
 quick=0
 if [ "${OSC_QUICK:-0}" = 1 ] && [ "${CI:-}" != true ]; then
