@@ -7,6 +7,34 @@
 #include <QSaveFile>
 #include <QStandardPaths>
 
+namespace {
+
+// Copies the file at `path`, when there is one and it differs from `next`, to
+// `backupPath`; *count becomes the number of fixtures it held, or stays -1 when it is no
+// fixtures document. False when a file to keep could not be read or copied.
+bool keepPreviousFile(const QString &path, const QString &backupPath, const QByteArray &next, int *count)
+{
+    QFile previous(path);
+    if (!previous.exists())
+        return true;
+    if (!previous.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray bytes = previous.readAll();
+    if (previous.error() != QFileDevice::NoError)
+        return false;
+    // Saving the same desk again keeps the copy of what was there before it.
+    if (bytes == next)
+        return true;
+    QVariantList fixtures;
+    if (FixtureFormat::readFixtures(bytes, &fixtures, nullptr))
+        *count = int(fixtures.size());
+    QSaveFile backup(backupPath);
+    return backup.open(QIODevice::WriteOnly) && backup.write(bytes) == bytes.size() && backup.flush()
+            && backup.commit();
+}
+
+} // namespace
+
 QString OscEmulatorBackend::defaultFixturesFilePath() const
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
@@ -64,17 +92,28 @@ void OscEmulatorBackend::saveFixturesToFile(const QString &filePath) const
     // leaves the previous file as it was. The explicit flush matters: commit() does not
     // notice a failure to write out what the file still buffers.
     QSaveFile file(path);
-    file.setDirectWriteFallback(true);
     const bool written = file.open(QIODevice::WriteOnly | QIODevice::Text)
-            && file.write(json) == json.size() && file.flush() && file.commit();
-    if (!written) {
-        const QString message = QStringLiteral("Cannot write fixtures file: %1").arg(path);
+            && file.write(json) == json.size() && file.flush();
+    // The previous file is kept beside it before the new one takes its place: a save that
+    // cannot keep it replaces nothing.
+    const QString backupPath = path + QStringLiteral(".bak");
+    int previousCount = -1;
+    const bool kept = written && keepPreviousFile(path, backupPath, json, &previousCount);
+    if (!kept || !file.commit()) {
+        QString message = QStringLiteral("Cannot write fixtures file: %1").arg(path);
+        if (written && !kept)
+            message += QStringLiteral(" (the previous file could not be kept as %1)").arg(backupPath);
         addLogMessage(message, QtCriticalMsg);
         emit const_cast<OscEmulatorBackend *>(this)->errorOccurred(message);
         return;
     }
     addLogMessage(QStringLiteral("Saved %1 fixtures to %2").arg(QString::number(m_fixtures.size()), path),
                   QtInfoMsg);
+    if (previousCount > m_fixtures.size()) {
+        addLogMessage(QStringLiteral("Saved %1 fixtures over a file that held %2; the previous file is kept as %3")
+                              .arg(QString::number(m_fixtures.size()), QString::number(previousCount), backupPath),
+                      QtWarningMsg);
+    }
 }
 
 void OscEmulatorBackend::loadDefaultFixturesConfig()

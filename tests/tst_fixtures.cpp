@@ -20,6 +20,7 @@ private slots:
     void initTestCase();
     void hostileFileSavedNormalised();
     void exampleThroughTheDefaultFile();
+    void saveKeepsThePreviousFile();
     void loadAndSave_data();
     void loadAndSave();
 
@@ -103,6 +104,40 @@ void TestFixtures::exampleThroughTheDefaultFile()
     QCOMPARE(other.fixtures(), backend.fixtures());
 }
 
+// Saving fewer fixtures over a file says so, naming the copy of the previous file kept
+// beside it, from which the desk comes back; pressing save again keeps that copy, and a
+// save that cannot keep it writes nothing.
+void TestFixtures::saveKeepsThePreviousFile()
+{
+    const QString target = path("desk.json");
+    const QString backup = target + ".bak";
+    QVERIFY(writeBytes(target, readBytes(kExample)));
+    OscEmulatorBackend backend;
+    const int mark = backend.logMessages().size();
+    backend.saveFixturesToFile(target);
+    backend.saveFixturesToFile(target);
+    QStringList lines;
+    for (const QString &line : backend.logMessages().mid(mark))
+        lines << line.mid(11);
+    QCOMPARE(lines, (QStringList{"[INFO] Saved 0 fixtures to " + target,
+                                 "[WARNING] Saved 0 fixtures over a file that held 4; the previous file is kept as "
+                                         + backup,
+                                 "[INFO] Saved 0 fixtures to " + target}));
+    QCOMPARE(readBytes(backup), readBytes(kExample));
+
+    backend.loadFixturesFromFile(backup);
+    OscEmulatorBackend reference;
+    reference.loadFixturesFromFile(kExample);
+    QCOMPARE(backend.fixtures(), reference.fixtures());
+
+    const QByteArray saved = readBytes(target);
+    QVERIFY(QFile::remove(backup) && QDir().mkpath(backup));
+    backend.saveFixturesToFile(target);
+    QCOMPARE(lastLine(backend), "[CRITICAL] Cannot write fixtures file: " + target
+                     + " (the previous file could not be kept as " + backup + ")");
+    QCOMPARE(readBytes(target), saved);
+}
+
 // Each row: what to make first (a folder when it ends in '/', else a file with the
 // content), load or save, the path, the one log line and errorOccurred text (%1: the path
 // as given), a size limit for files (0: none) and the fixtures then held as "name:id", a
@@ -149,6 +184,13 @@ void TestFixtures::loadAndSave_data()
            "Cannot write fixtures file: %1");
     // The document is larger than the limit, the debug log file is not: as on a full disk.
     failed("save fails half-way", true, "fx.json", "[]", "fx.json", "", "Cannot write fixtures file: %1", 4096);
+    // Kept whole as the backup; a file of as many fixtures, or none to count, gives no warning.
+    const auto savedOver = [](const char *name, const QByteArray &content) {
+        QTest::newRow(name) << "fx.json" << content << true << "fx.json" << "[INFO] Saved 4 fixtures to %1"
+                            << QString() << 0 << QStringList();
+    };
+    savedOver("save over as many fixtures", readBytes(kExample) + ' ');
+    savedOver("save over invalid JSON", R"({"fixtures": [)");
 }
 
 void TestFixtures::loadAndSave()
@@ -193,8 +235,9 @@ void TestFixtures::loadAndSave()
     for (const QVariantList &emission : std::as_const(errors))
         errorTexts << emission.at(0).toString();
     QCOMPARE(errorTexts, error.isEmpty() ? QStringList() : QStringList{QString(error).replace("%1", given)});
+    // What was there is kept: in place, or beside it after a save.
     if (prepare == target)
-        QCOMPARE(readBytes(given), content);
+        QCOMPARE(readBytes(save && error.isEmpty() ? given + ".bak" : given), content);
     if (!line.startsWith("[INFO] Loaded")) {
         QCOMPARE(changed.count(), 0);
         QCOMPARE(backend.fixtures(), example);

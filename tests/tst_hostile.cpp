@@ -291,25 +291,37 @@ void TestHostile::fullDiskUnderTheLogFile()
 
 void TestHostile::socketErrors_data()
 {
-    QTest::addColumn<bool>("listening");
+    QTest::addColumn<QString>("before");
     QTest::addColumn<QString>("host");
     QTest::addColumn<int>("blobSize");
+    QTest::addColumn<QString>("error");
 
-    QTest::newRow("IPv6 target while listening on IPv4") << true << "::1" << 4;
-    QTest::newRow("datagram too large while listening") << true << "127.0.0.1" << 70000;
-    QTest::newRow("datagram too large while stopped") << false << "127.0.0.1" << 70000;
+    const QString tooLarge = QStringLiteral("Datagram was too large to send");
+    QTest::newRow("IPv6 target while listening on IPv4")
+            << "listening" << "::1" << 4 << "The target's address family is not the socket's";
+    QTest::newRow("datagram too large while listening") << "listening" << "127.0.0.1" << 70000 << tooLarge;
+    QTest::newRow("datagram too large while stopped") << "stopped" << "127.0.0.1" << 70000 << tooLarge;
+    // Not the failed bind's "The bound address is already in use".
+    QTest::newRow("datagram too large after a failed start") << "failed start" << "127.0.0.1" << 70000 << tooLarge;
 }
 
-// The socket's own errors end as one CRITICAL line, and stop the device as a port failure
-// does; the next start works.
+// The socket's own errors end as one CRITICAL line with their own reason, and stop the
+// device as a port failure does; the next start works.
 void TestHostile::socketErrors()
 {
-    QFETCH(bool, listening);
+    QFETCH(QString, before);
     QFETCH(QString, host);
     QFETCH(int, blobSize);
+    QFETCH(QString, error);
 
     OscEmulatorBackend backend;
-    if (listening) {
+    if (before == "failed start") {
+        QUdpSocket holder;
+        QVERIFY(holder.bind(QHostAddress::AnyIPv4, 9000));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^Failed to bind OSC UDP port 9000"));
+        backend.startEmulation();
+        QVERIFY(!backend.isRunning());
+    } else if (before == "listening") {
         backend.startEmulation();
         QVERIFY(backend.isRunning());
     }
@@ -322,8 +334,7 @@ void TestHostile::socketErrors()
     backend.sendOscTyped("/big", "b", {QString(blobSize, 'x')});
 
     QCOMPARE(errors.count(), 1);
-    const QString error = errors.first().first().toString();
-    QVERIFY(!error.isEmpty());
+    QCOMPARE(errors.first().first().toString(), error);
     QCOMPARE(linesFrom(backend, mark), (QStringList{"[CRITICAL] Emulator Port Error: " + error,
                                                     "[INFO] OSC UDP socket closed.",
                                                     "[INFO] OSC emulation stopped."}));

@@ -157,6 +157,17 @@ void TestOscEmulatorPort::bindFailure()
     QVERIFY(!port.open(holder.localPort()));
     QVERIFY(!port.isOpen());
     QCOMPARE(recorder.events, QStringList{"error: The bound address is already in use"});
+
+    // Sending afterwards binds anew: to any address family, with errors of its own.
+    const QHostAddress loopback = ipv6Available() ? QHostAddress::LocalHostIPv6 : QHostAddress::LocalHost;
+    QUdpSocket peer;
+    QVERIFY(peer.bind(loopback, 0));
+    QVERIFY(port.send("x", loopback, peer.localPort()));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^OSC UDP socket error: "));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^Failed to send OSC datagram to "));
+    QVERIFY(!port.send(QByteArray(70000, 'x'), loopback, peer.localPort()));
+    QCOMPARE(recorder.events,
+             (QStringList{"error: The bound address is already in use", "error: Datagram was too large to send"}));
 }
 
 void TestOscEmulatorPort::refusedDatagrams_data()

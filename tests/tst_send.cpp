@@ -1,6 +1,7 @@
 #include "oscemulatorbackend.h"
 
 #include <QNetworkDatagram>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 #include <QUdpSocket>
@@ -16,6 +17,8 @@ private slots:
     void sendOperations();
     void unreachableTarget_data();
     void unreachableTarget();
+    void datagramSize_data();
+    void datagramSize();
 
 private:
     bool m_ipv6 = false;
@@ -241,6 +244,73 @@ void TestSend::unreachableTarget()
     QCOMPARE(warnings().size(), sends);
     QCOMPARE(errors.size(), 0);
     QVERIFY(linesFrom(backend, 0).filter("CRITICAL").isEmpty());
+}
+
+void TestSend::datagramSize_data()
+{
+    QTest::addColumn<QString>("host");
+    QTest::addColumn<int>("size");       // of the message, a multiple of 4
+    QTest::addColumn<QString>("error");  // empty: the datagram leaves
+
+    // A UDP payload holds at most 65,507 bytes over IPv4 and 65,527 over IPv6.
+    const QString tooLarge = QStringLiteral("Datagram was too large to send");
+    QTest::newRow("ipv4-largest") << "127.0.0.1" << 65504 << "";
+    QTest::newRow("ipv4-too-large") << "127.0.0.1" << 65508 << tooLarge;
+    QTest::newRow("ipv6-largest") << "::1" << 65524 << "";
+    QTest::newRow("ipv6-too-large") << "::1" << 65528 << tooLarge;
+}
+
+// A datagram the system cannot send fails as the socket's own error, once, with its own
+// reason: the kernel's note of it in the error queue hides nothing.
+void TestSend::datagramSize()
+{
+    QFETCH(QString, host);
+    QFETCH(int, size);
+    QFETCH(QString, error);
+    if (host.contains(':') && !m_ipv6)
+        QSKIP("no IPv6 loopback");
+
+    QUdpSocket listener;
+    QVERIFY(listener.bind(QHostAddress::Any, 0));
+    OscEmulatorBackend backend;
+    backend.setOscTargetPort(listener.localPort());
+    backend.setOscTargetHost(host);
+    QSignalSpy errors(&backend, &OscEmulatorBackend::errorOccurred);
+    if (!error.isEmpty()) {
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^OSC UDP socket error: "));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^Failed to send OSC datagram to "));
+    }
+    const int mark = backend.logMessages().size();
+    // "/big" and ",b", 8 and 4 bytes, then the blob's size and the blob.
+    backend.sendOscTyped("/big", "b", {QByteArray(size - 16, 'x')});
+
+    const QStringList lines = linesFrom(backend, mark);
+    if (error.isEmpty()) {
+        QCOMPARE(lines.size(), 1);
+        QVERIFY(lines.first().startsWith("[INFO] TX OSC /big ,b xxxx"));
+        QVERIFY(lines.first().contains(QStringLiteral(", size=%1 bytes, ").arg(size)));
+        QCOMPARE(errors.count(), 0);
+    } else {
+        QCOMPARE(lines, (QStringList{"[CRITICAL] Emulator Port Error: " + error, "[INFO] OSC UDP socket closed.",
+                                     "[INFO] OSC emulation stopped."}));
+        QCOMPARE(errors.count(), 1);
+        QCOMPARE(errors.first().first().toString(), error);
+    }
+
+    // What left arrives whole, before a marker sent after it.
+    backend.sendOscTyped("/end", "");
+    const int marker = int(kEndMarker.size());
+    QList<int> sizes;
+    const auto drainSizes = [&] {
+        while (listener.hasPendingDatagrams())
+            sizes << int(listener.receiveDatagram().data().size());
+        return sizes.contains(marker);
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(drainSizes(), 5000);
+    QList<int> expected{marker};
+    if (error.isEmpty())
+        expected.prepend(size);
+    QCOMPARE(sizes, expected);
 }
 
 QTEST_GUILESS_MAIN(TestSend)
