@@ -10,24 +10,11 @@ namespace {
 constexpr int kMaxLogLines = 500;
 constexpr int kMaxLogFileAttempts = 1000;
 
-// The same message as `qDebug() << line`: the line in double quotes. QDebug's stream
-// escapes quotes, backslashes and unprintable characters character by character, which
-// costs more than the rest of a log line; a line with none of them goes straight to the
-// message handler.
+// The same message as `qDebug() << line`: the line in double quotes.
 void debugOutput(const QString &line)
 {
-    if (!debugEnabled())
-        return;
-    for (const QChar c : line) {
-        if (c.unicode() < 0x20 || c.unicode() > 0x7e || c == u'"' || c == u'\\') {
-            qDebug() << line;
-            return;
-        }
-    }
-    QString quoted;
-    quoted.reserve(line.size() + 2);
-    quoted.append(u'"').append(line).append(u'"');
-    debugMessage(quoted);
+    if (debugEnabled())
+        debugMessage(quotedText(line));
 }
 } // namespace
 
