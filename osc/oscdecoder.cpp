@@ -163,25 +163,24 @@ private:
         // complete before it (keepHead).
         const qint32 addressEnd = findNul(begin, end);
         if (Q_UNLIKELY(addressEnd < 0))
-            return fail(begin, QStringLiteral("unterminated address"));
+            return fail(begin, "unterminated address");
         const qint32 tagsAt = padding(begin, addressEnd, end, Where{"address"});
         if (Q_UNLIKELY(tagsAt < 0))
             return keepHead({begin, addressEnd}, fieldDepth);
 
         if (Q_UNLIKELY(tagsAt == end)) {
             keepHead({begin, addressEnd, tagsAt}, fieldDepth);
-            return fail(tagsAt, QStringLiteral("missing type tag string"));
+            return fail(tagsAt, "missing type tag string");
         }
         if (Q_UNLIKELY(data[tagsAt] != ',')) {
             keepHead({begin, addressEnd, tagsAt}, fieldDepth);
-            return fail(tagsAt, QStringLiteral("type tag string starts with '%1' instead of ','")
-                                        .arg(escapeOscText(QByteArrayView(data + tagsAt, 1))));
+            return failWithChar(tagsAt, "type tag string starts with '%1' instead of ','", data[tagsAt]);
         }
         const qint32 tagsBegin = tagsAt + 1;
         const qint32 tagsEnd = findNul(tagsAt, end);
         if (Q_UNLIKELY(tagsEnd < 0)) {
             keepHead({begin, addressEnd, tagsAt}, fieldDepth);
-            fail(tagsAt, QStringLiteral("unterminated type tag string"));
+            fail(tagsAt, "unterminated type tag string");
             return unknownTagFirst(tagsBegin, end, headAt);
         }
         const qint32 argumentsAt = padding(tagsAt, tagsEnd, end, Where{"type tag string"});
@@ -214,7 +213,7 @@ private:
         }
         fields.m_size = headAt + 4 + tagCount;
         if (Q_UNLIKELY(at != end))
-            return fail(at, QStringLiteral("%1 after the end of the message").arg(byteCount(end - at)));
+            return failWithCount(at, "%1 after the end of the message", end - at);
 
         OscDecodedMessage &decoded = *m_out.messages.room(1);
         ++m_out.messages.m_size;
@@ -237,8 +236,7 @@ private:
         for (qint32 i = from; i < to; ++i) {
             if (kTagSizes.of[uchar(m_data[i])] == kUnknownTag) {
                 m_out.fields.m_size = headAt + 2;
-                return fail(i, QStringLiteral("unknown type tag '%1'")
-                                       .arg(escapeOscText(QByteArrayView(m_data + i, 1))));
+                return failWithChar(i, "unknown type tag '%1'", m_data[i]);
             }
         }
         return false;
@@ -355,6 +353,21 @@ private:
             m_error->offset = offset;
         }
         return false;
+    }
+
+    // The reasons built here, out of the decoding path: a fixed text, one with a byte count
+    // ("1 byte", "12 bytes"), or one with a character, escaped.
+    Q_DECL_COLD_FUNCTION Q_NEVER_INLINE bool fail(qint32 offset, const char *reason)
+    {
+        return fail(offset, QString::fromLatin1(reason));
+    }
+    Q_DECL_COLD_FUNCTION Q_NEVER_INLINE bool failWithCount(qint32 offset, const char *reason, qint64 count)
+    {
+        return fail(offset, QString::fromLatin1(reason).arg(byteCount(count)));
+    }
+    Q_DECL_COLD_FUNCTION Q_NEVER_INLINE bool failWithChar(qint32 offset, const char *reason, char c)
+    {
+        return fail(offset, QString::fromLatin1(reason).arg(escapeOscText(QByteArrayView(&c, 1))));
     }
 
     // fail() for the readers that return a size or an offset: -1.
