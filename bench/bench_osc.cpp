@@ -1,4 +1,5 @@
 // Encoding and decoding OSC messages: this project's wire format beside liblo and oscpack.
+#include "oscdecoder.h"
 #include "oscmessage.h"
 #include "oscparser.h"
 
@@ -125,6 +126,74 @@ void Parse_Channel_Liblo(benchmark::State &state)
     benchmark::DoNotOptimize(sum);
 }
 BENCHMARK(Parse_Channel_Liblo);
+
+// Decoding any message and visiting each argument's type tag: the monitor's decoder beside
+// oscpack walking a ReceivedMessage's arguments and liblo's lo_message_deserialise.
+const QByteArray &typedDatagram()
+{
+    static const QByteArray datagram = Osc::buildTypedOscMessage(
+            QStringLiteral("/mixer/fx/send"), QStringLiteral("ffsihdb"),
+            {0.25, 0.75, QStringLiteral("echo"), 7, qlonglong(1) << 40, 0.5, QStringLiteral("blob")}, nullptr);
+    return datagram;
+}
+
+void decodeOurs(benchmark::State &state, const QByteArray &datagram)
+{
+    Osc::OscPacket packet;
+    Osc::OscDecodeError error;
+    int sum = 0;
+    for (auto _ : state) {
+        if (Osc::decodeOscPacket(datagram, &packet, &error)) {
+            for (const Osc::OscDecodedMessage &message : packet.messages) {
+                for (int i = 0; i < message.argumentCount; ++i)
+                    sum += packet.argument(message, i).tag;
+            }
+        }
+    }
+    benchmark::DoNotOptimize(sum);
+}
+
+void decodeOscpack(benchmark::State &state, const QByteArray &datagram)
+{
+    int sum = 0;
+    for (auto _ : state) {
+        osc::ReceivedPacket packet(datagram.constData(), osc::osc_bundle_element_size_t(datagram.size()));
+        osc::ReceivedMessage message(packet);
+        for (auto it = message.ArgumentsBegin(); it != message.ArgumentsEnd(); ++it)
+            sum += it->TypeTag();
+    }
+    benchmark::DoNotOptimize(sum);
+}
+
+void decodeLiblo(benchmark::State &state, const QByteArray &original)
+{
+    QByteArray datagram = original;
+    int sum = 0;
+    for (auto _ : state) {
+        int result = 0;
+        lo_message m = lo_message_deserialise(datagram.data(), datagram.size(), &result);
+        if (m) {
+            const char *types = lo_message_get_types(m);
+            for (int i = 0; i < lo_message_get_argc(m); ++i)
+                sum += types[i];
+            lo_message_free(m);
+        }
+    }
+    benchmark::DoNotOptimize(sum);
+}
+
+void Decode_Channel_Ours(benchmark::State &state) { decodeOurs(state, channelDatagram()); }
+void Decode_Channel_Oscpack(benchmark::State &state) { decodeOscpack(state, channelDatagram()); }
+void Decode_Channel_Liblo(benchmark::State &state) { decodeLiblo(state, channelDatagram()); }
+void Decode_Typed_Ours(benchmark::State &state) { decodeOurs(state, typedDatagram()); }
+void Decode_Typed_Oscpack(benchmark::State &state) { decodeOscpack(state, typedDatagram()); }
+void Decode_Typed_Liblo(benchmark::State &state) { decodeLiblo(state, typedDatagram()); }
+BENCHMARK(Decode_Channel_Ours);
+BENCHMARK(Decode_Channel_Oscpack);
+BENCHMARK(Decode_Channel_Liblo);
+BENCHMARK(Decode_Typed_Ours);
+BENCHMARK(Decode_Typed_Oscpack);
+BENCHMARK(Decode_Typed_Liblo);
 
 } // namespace
 
