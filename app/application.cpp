@@ -1,6 +1,7 @@
 #include "application.h"
 
 #include "oscemulatorbackend.h"
+#include "oscmonitor.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -16,6 +17,7 @@ int runOscEmulator(int argc, char *argv[], const QUrl &mainUrl)
 
     auto *backend = new OscEmulatorBackend(&app);
     engine.rootContext()->setContextProperty(QStringLiteral("backend"), backend);
+    engine.rootContext()->setContextProperty(QStringLiteral("monitor"), new OscMonitor(backend, &app));
 
     QObject::connect(
             &engine, &QQmlApplicationEngine::objectCreated, &app,

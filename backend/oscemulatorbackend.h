@@ -10,6 +10,9 @@
 #include <QTimer>
 #include <QVariantList>
 
+#include <functional>
+#include <vector>
+
 namespace LogFormat {
 struct Stamp;
 }
@@ -71,6 +74,18 @@ public:
     // The debug log file of this run (empty when none could be opened).
     QString logFileName() const;
 
+    // One line of the levelled log, for the parts of the desk beside the backend.
+    void addLogMessage(const QString &message, QtMsgType level) const;
+
+    // Sends one message to the target as the typed send does, bundled or not as asked
+    // rather than as the Bundle switch says.
+    void sendTypedMessage(const QString &oscAddress, const QString &typeTags, const QVariantList &values,
+                          bool asBundle);
+
+    // Called with every datagram that left for the target, in order.
+    using SendObserver = std::function<void(const QByteArray &datagram, const QHostAddress &target, quint16 port)>;
+    void addSendObserver(SendObserver observer);
+
     Q_INVOKABLE void refreshPorts();
     Q_INVOKABLE void startEmulation();
     Q_INVOKABLE void stopEmulation();
@@ -118,11 +133,11 @@ private:
     // log
     void openLogFile();
     void closeLogFile();
-    void addLogMessage(const QString &message, QtMsgType level) const;
     void writeToLogFile(const QString &text) const;
     void writeLogFileLine(const LogFormat::Stamp &stamp, const QString &text) const;
     // send
     bool sendOscDatagram(const QByteArray &message, const QString &description);
+    bool sendOscDatagram(const QByteArray &message, const QString &description, bool asBundle);
     void handleTargetUnreachable(const QString &error);
     // receive
     void handleDatagram(const QByteArray &data);
@@ -153,6 +168,7 @@ private:
     int m_oscTargetPort;
     bool m_sendIntValues;
     bool m_sendAsBundle;
+    std::vector<SendObserver> m_sendObservers;
     QVariantList m_fixtures;
     QFile *logFile = nullptr;
     QTextStream *logStream = nullptr;

@@ -57,6 +57,12 @@ void OscEmulatorBackend::sendOscToAddress(const QString &oscAddress, int value)
 void OscEmulatorBackend::sendOscTyped(const QString &oscAddress, const QString &typeTags,
                                       const QVariantList &values)
 {
+    sendTypedMessage(oscAddress, typeTags, values, m_sendAsBundle);
+}
+
+void OscEmulatorBackend::sendTypedMessage(const QString &oscAddress, const QString &typeTags,
+                                          const QVariantList &values, bool asBundle)
+{
     if (oscAddress.trimmed().isEmpty()) {
         addLogMessage(emptyAddressRefusal(), QtWarningMsg);
         return;
@@ -73,10 +79,15 @@ void OscEmulatorBackend::sendOscTyped(const QString &oscAddress, const QString &
         texts.append(value.toString());
     const QString description =
             QStringLiteral("%1 ,%2 %3").arg(oscAddress, typeTags, texts.join(QLatin1Char(' '))).trimmed();
-    sendOscDatagram(message, description);
+    sendOscDatagram(message, description, asBundle);
 }
 
 bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QString &description)
+{
+    return sendOscDatagram(message, description, m_sendAsBundle);
+}
+
+bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QString &description, bool asBundle)
 {
     const QHostAddress &address = m_targetAddress;
     if (address.isNull()) {
@@ -84,7 +95,7 @@ bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QStrin
                       QtWarningMsg);
         return false;
     }
-    const QByteArray datagram = m_sendAsBundle ? Osc::wrapInBundle(message) : message;
+    const QByteArray datagram = asBundle ? Osc::wrapInBundle(message) : message;
     if (!emulatorPort->send(datagram, address, static_cast<quint16>(m_oscTargetPort)))
         return false;
     // "TX OSC %1%2, size=%3 bytes, dst=%4:%5, hex=%6", appended piece by piece: this line
@@ -93,13 +104,20 @@ bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QStrin
     QString line;
     line.reserve(64 + description.size() + m_oscTargetHost.size() + hex.size());
     line.append(u"TX OSC ");
-    if (m_sendAsBundle)
+    if (asBundle)
         line.append(u"[bundle] ");
     line.append(description).append(u", size=").append(QString::number(datagram.size()));
     line.append(u" bytes, dst=").append(m_oscTargetHost).append(u':').append(QString::number(m_oscTargetPort));
     line.append(u", hex=").append(hex);
     addLogMessage(line, QtInfoMsg);
+    for (const SendObserver &observer : m_sendObservers)
+        observer(datagram, address, quint16(m_oscTargetPort));
     return true;
+}
+
+void OscEmulatorBackend::addSendObserver(SendObserver observer)
+{
+    m_sendObservers.push_back(std::move(observer));
 }
 
 void OscEmulatorBackend::handleTargetUnreachable(const QString &error)

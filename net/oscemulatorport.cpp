@@ -174,6 +174,7 @@ bool OscEmulatorPort::deliver(const QByteArray &datagram, const QHostAddress &se
     if (debugEnabled())
         debugMessage(datagramDiagnostic("Received OSC datagram from", sender, senderPort, datagram.size()));
     emit dataReceived(datagram);
+    emit datagramReceived(datagram, sender, senderPort);
     return isOpen();
 }
 

@@ -32,6 +32,8 @@ signals:
     void targetUnreachable(QString error);
     void portOpened();
     void portClosed();
+    // The same datagram as dataReceived, with its sender, for those that need to know it.
+    void datagramReceived(QByteArray data, QHostAddress sender, quint16 senderPort);
 
 private slots:
     void readPendingDatagrams();

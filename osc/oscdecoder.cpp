@@ -1,6 +1,7 @@
 #include "oscdecoder.h"
 
 #include "oscformat.h"
+#include "oscwire.h"
 
 #include <QtAlgorithms>
 #include <QtEndian>
@@ -12,12 +13,6 @@ namespace Osc {
 namespace {
 
 constexpr char kBundleHeader[8] = {'#', 'b', 'u', 'n', 'd', 'l', 'e', '\0'};
-
-// Fields are padded with NULs to the next multiple of 4 bytes.
-constexpr qint64 padded(qint64 size)
-{
-    return (size + 3) & ~qint64(3);
-}
 
 QString byteCount(qint64 count)
 {
@@ -273,7 +268,7 @@ private:
     // to a multiple of 4. -1 when they do not fit before `end` or one is not zero.
     qint32 padding(qint32 begin, qint32 nul, qint32 end, const Where &where)
     {
-        const qint32 to = begin + ((nul - begin + 4) & ~3);
+        const qint32 to = begin + qint32(oscStringSize(nul - begin));
         if (Q_UNLIKELY(to > end))
             return paddingCut(nul, to, end, where);
         return zeros(nul, to, where) ? to : -1;
@@ -334,7 +329,7 @@ private:
                                       .arg(number)
                                       .arg(byteCount(end - at - 4)));
         }
-        const auto size = qint32(4 + padded(count));
+        const auto size = qint32(4 + paddedSize(count));
         if (Q_UNLIKELY(size > end - at))
             return truncated(tag, number, at, end, size);
         return zeros(at + 4 + qint32(count), at + size, where) ? size : -1;

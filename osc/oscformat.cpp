@@ -1,6 +1,5 @@
 #include "oscformat.h"
 
-#include "oscmessage.h"
 
 #include <QLocale>
 #include <QtEndian>
@@ -81,7 +80,7 @@ QString formatFloat32(float value)
 
 QString hex(const char *data, qsizetype size)
 {
-    return hexDigits(QByteArray::fromRawData(data, size), int(size * 2));
+    return QString::fromLatin1(QByteArray::fromRawData(data, size).toHex());
 }
 
 QString formatChar(quint32 code)

@@ -4,3 +4,7 @@
 function hasBackend() {
     return typeof backend !== "undefined" && backend !== null
 }
+
+function hasMonitor() {
+    return typeof monitor !== "undefined" && monitor !== null
+}

@@ -49,6 +49,22 @@ Rectangle {
         }
     }
 
+    // A toggle heard from the target: T or F, a number (zero is off), or its string. Sends
+    // nothing; a button held by the hand keeps its state.
+    function applyFeedback(tags, values) {
+        if (mode !== "toggle" || btn.pressed || tags === "")
+            return
+        const tag = tags.charAt(0)
+        if (oscAddress === "")
+            btn.checked = tags === "iii" && values[2] !== 0
+        else if (tag === "T" || tag === "F")
+            btn.checked = tag === "T"
+        else if (tag === "s" || tag === "S")
+            btn.checked = String(values[0]) === stringValue
+        else if ("ihfd".indexOf(tag) >= 0)
+            btn.checked = Number(values[0]) !== 0
+    }
+
     function beginMomentary() {
         if (mode !== "momentary" || momentaryHeld)
             return

@@ -45,6 +45,22 @@ Rectangle {
         sendValue(valueSlider.value)
     }
 
+    // A value heard from the target moves the fader as it would have sent it: 0.0-1.0 for a
+    // float, 0-127 for an int (and on /osc/channel, its third argument). Sends nothing; a
+    // fader held by the hand keeps its place.
+    function applyFeedback(tags, values) {
+        if (valueSlider.pressed)
+            return
+        const numeric = oscAddress === "" ? (tags === "iii" ? values[2] : NaN)
+                                          : ("ihfd".indexOf(tags.charAt(0)) >= 0 ? Number(values[0]) : NaN)
+        if (tags === "" || isNaN(numeric))
+            return
+        const asFloat = oscAddress !== "" && (argType === "f" || argType === "d"
+                || (argType !== "i" && argType !== "h" && !(Backend.hasBackend() && backend.sendIntValues)))
+        const level = asFloat ? numeric * 255 : numeric * 255 / 127
+        valueSlider.value = Math.min(255, Math.max(0, level / valueScale))
+    }
+
     function sendValue(v) {
         if (!Backend.hasBackend())
             return

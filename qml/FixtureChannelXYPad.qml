@@ -50,6 +50,15 @@ Rectangle {
         sendValue()
     }
 
+    // Two floats heard from the target place the knob. Sends nothing; a pad held by the
+    // hand keeps its place.
+    function applyFeedback(tags, values) {
+        if (padArea.pressed || tags.length < 2 || "fd".indexOf(tags.charAt(0)) < 0 || "fd".indexOf(tags.charAt(1)) < 0)
+            return
+        xValue = bounded01(Number(values[0]))
+        yValue = bounded01(Number(values[1]))
+    }
+
     function sendValue() {
         if (!Backend.hasBackend() || oscAddress === "")
             return

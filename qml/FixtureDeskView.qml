@@ -10,6 +10,8 @@ Rectangle {
     id: root
 
     readonly property real stripHeight: stripHeightFor(fixturesScroll.availableHeight)
+    // Controls by the address they send to, built at the first feedback after a rebuild.
+    property var feedbackTargets: null
 
     function stripHeightFor(available) {
         return Math.min(460, Math.max(300, available))
@@ -18,8 +20,28 @@ Rectangle {
     // Every announcement rebuilds all strips, even for a list equal to the current one
     // (a Repeater keeps its delegates for an equal model).
     function rebuildStrips() {
+        feedbackTargets = null
         stripRepeater.model = []
         stripRepeater.model = Backend.hasBackend() ? backend.fixtures : []
+    }
+
+    // What the target answers moves the controls that send to that address; /osc/channel
+    // moves the control without an address of that universe and channel.
+    function applyFeedback(address, tags, values) {
+        if (feedbackTargets === null) {
+            const targets = {}
+            for (let i = 0; i < stripRepeater.count; ++i) {
+                for (const control of stripRepeater.itemAt(i).controls) {
+                    const key = control.oscAddress !== "" ? control.oscAddress
+                                                          : "#" + control.universe + "/" + control.channel
+                    targets[key] = (targets[key] || []).concat([control])
+                }
+            }
+            feedbackTargets = targets
+        }
+        const key = address === "/osc/channel" && tags === "iii" ? "#" + values[0] + "/" + values[1] : address
+        for (const control of feedbackTargets[key] || [])
+            control.applyFeedback(tags, values)
     }
 
     function loadFromUrl(url) {
@@ -59,6 +81,14 @@ Rectangle {
 
         function onActiveFocusItemChanged() {
             root.revealFocusedControl()
+        }
+    }
+
+    Connections {
+        target: Backend.hasMonitor() ? monitor : null
+
+        function onFeedback(address, tags, values) {
+            root.applyFeedback(address, tags, values)
         }
     }
 

@@ -22,6 +22,8 @@ Rectangle {
     // after the layout pass that sets it; changed from inside that pass, Qt Quick Layouts
     // would keep a stale implicit width for the row.
     property real padWidth: 140
+    // The strip's controls, as they are configured.
+    property var controls: []
 
     // A present key is used, even when its value is null (empty text, or 0); the fallback
     // is for a missing key only.
@@ -90,6 +92,7 @@ Rectangle {
 
     function configure(control, element) {
         const entry = element.entry !== null ? element.entry : {}
+        controls.push(control)
         control.universe = universe
         control.channel = element.channel
         control.label = labelFor(element)

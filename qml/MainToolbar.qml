@@ -11,6 +11,7 @@ Panel {
     property alias showPort: portToggle.checked
     property alias showTarget: targetToggle.checked
     property alias showLog: logToggle.checked
+    property alias showMonitor: monitorToggle.checked
 
     objectName: "toolbar"
     Layout.fillWidth: true
@@ -50,6 +51,14 @@ Panel {
             objectName: "targetToggle"
             text: "Destino OSC"
             checked: true
+        }
+        CheckBox {
+            id: monitorToggle
+            objectName: "monitorToggle"
+            text: "Monitor"
+            checked: false
+            ToolTip.visible: hovered
+            ToolTip.text: "Mostrar el monitor: lo que responde el destino, byte a byte"
         }
         CheckBox {
             id: logToggle

@@ -46,6 +46,8 @@ ApplicationWindow {
         property alias showPort: toolbar.showPort
         property alias showTarget: toolbar.showTarget
         property alias showLog: toolbar.showLog
+        property alias showMonitor: toolbar.showMonitor
+        property alias followFeedback: monitorPanel.followFeedback
         property var splitState
 
         // Settings wants a plain local path, not the URL that StandardPaths gives.
@@ -96,13 +98,33 @@ ApplicationWindow {
 
             // When the window cannot hold both at their minimum heights, the desk (which
             // scrolls) gives up height first, so the log's header and newest line stay inside.
-            FixtureDeskView {
-                id: deskView
+            SplitView {
+                id: deskSplit
+                objectName: "deskSplit"
+
+                orientation: Qt.Horizontal
                 SplitView.fillHeight: true
                 SplitView.minimumHeight: logPanel.visible
                                          ? Math.max(0, Math.min(220, mainSplit.height - mainSplit.handleHeight
                                                                      - logPanel.SplitView.minimumHeight))
                                          : 0
+                handle: Rectangle {
+                    implicitWidth: mainSplit.handleHeight
+                    color: SplitHandle.pressed ? Palette.accent
+                                               : (SplitHandle.hovered ? Palette.splitHandleHovered : "transparent")
+                }
+
+                FixtureDeskView {
+                    id: deskView
+                    SplitView.fillWidth: true
+                    SplitView.minimumWidth: 300
+                }
+                MonitorPanel {
+                    id: monitorPanel
+                    visible: toolbar.showMonitor
+                    SplitView.preferredWidth: 540
+                    SplitView.minimumWidth: 340
+                }
             }
 
             LogView {
@@ -111,7 +133,7 @@ ApplicationWindow {
                 SplitView.preferredHeight: 200
                 SplitView.minimumHeight: 90
                 SplitView.maximumHeight: Math.max(SplitView.minimumHeight, mainSplit.height
-                                                  - mainSplit.handleHeight - deskView.SplitView.minimumHeight)
+                                                  - mainSplit.handleHeight - deskSplit.SplitView.minimumHeight)
                 onHideRequested: toolbar.showLog = false
             }
         }

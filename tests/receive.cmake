@@ -4,3 +4,8 @@ osc_add_test(tst_receive_e2e SOURCES tst_receive_e2e.cpp LIBRARIES oscdesk_backe
     ENVIRONMENT "OSC_TEST_SCRIPTS_DIR=${CMAKE_CURRENT_SOURCE_DIR}/scripts")
 # These bind the device's fixed ports 9000 and 9001.
 set_tests_properties(tst_emulation tst_receive tst_receive_e2e PROPERTIES RESOURCE_LOCK device_ports)
+
+# The program itself, without a window: the headless monitor.
+osc_add_test(tst_monitor_cli SOURCES tst_monitor_cli.cpp LIBRARIES Qt6::Network
+    ENVIRONMENT "OSC_TEST_SCRIPTS_DIR=${CMAKE_CURRENT_SOURCE_DIR}/scripts;OSC_PROGRAM=$<TARGET_FILE:lumenfold-osc-emulator>")
+add_dependencies(tst_monitor_cli lumenfold-osc-emulator)

@@ -1,5 +1,6 @@
 #include "oscdumpprocess.h"
 #include "oscemulatorbackend.h"
+#include "oscmonitor.h"
 #include "recordingbackend.h"
 #include "testtools.h"
 
@@ -8,7 +9,7 @@
 #include <QQuickStyle>
 #include <QtQuickTest>
 
-// Runs the desk's QML tests with `backend` set: a RecordingBackend, or the real backend
+// Runs the desk's QML tests with `backend` set: a RecordingBackend, or the real backend and its monitor
 // when OSC_QML_BACKEND is "real". The desk's documents are found at qrc:/.
 class DeskTestSetup : public QObject
 {
@@ -23,12 +24,17 @@ public slots:
     {
         engine->addImportPath(QStringLiteral("qrc:/"));
         QObject *backend = nullptr;
-        if (qEnvironmentVariable("OSC_QML_BACKEND") == QLatin1String("real"))
-            backend = new OscEmulatorBackend(engine);
-        else
+        QObject *monitor = nullptr;
+        if (qEnvironmentVariable("OSC_QML_BACKEND") == QLatin1String("real")) {
+            auto *real = new OscEmulatorBackend(engine);
+            backend = real;
+            monitor = new OscMonitor(real, engine);
+        } else {
             backend = new RecordingBackend(engine);
+        }
         QQmlContext *context = engine->rootContext();
         context->setContextProperty(QStringLiteral("backend"), backend);
+        context->setContextProperty(QStringLiteral("monitor"), monitor);
         context->setContextProperty(QStringLiteral("oscdump"), new OscDumpProcess(engine));
         context->setContextProperty(QStringLiteral("examplesDir"), qEnvironmentVariable("OSC_EXAMPLES_DIR"));
         context->setContextProperty(QStringLiteral("testTools"), new TestTools(engine));

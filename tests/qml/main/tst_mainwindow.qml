@@ -178,6 +178,55 @@ TestCase {
         oscdump.stop()
     }
 
+    // What the target answers, heard by the monitor: rows in its list, the bytes of one
+    // explained, and the desk's controls moved without a datagram going back; a control
+    // held by the hand keeps its place.
+    function test_feedbackMovesTheDesk() {
+        if (!testTools.isInstalled("oscdump") || !testTools.isInstalled("oscsend"))
+            skip("liblo-tools is not installed")
+        verify(testTools.copyFile(examplesDir + "/osc_fixtures.json", testTools.configFolder + "/osc_fixtures.json"))
+        backend.oscTargetPort = oscdump.start()
+        openWindow()
+        mouseClick(child("reloadButton"))
+        mouseClick(child("monitorToggle"))
+        waitForRendering(mainWindow.contentItem)
+        mouseClick(child("monitorStartButton"))
+        verify(monitor.running)
+        const answer = (...words) => compare(testTools.run("oscsend", ["127.0.0.1", String(monitor.port)].concat(words)), 0)
+
+        const volume = findChild(control("Deck 1", "Volume"), "valueSlider")
+        const eqHi = findChild(control("Deck 1", "EQ Hi"), "valueSlider")
+        const play = findChild(control("Deck 1", "Play"), "btn")
+        const pad = control("Deck 1", "Jog")
+        const green = findChild(control("Booth Light", "G"), "valueSlider")
+        answer("/deck1/volume", "f", "0.5")
+        answer("/deck1/eq/high", "i", "127")
+        answer("/deck1/play", "T")
+        answer("/deck1/jog", "ff", "0.25", "1.0")
+        answer("/osc/channel", "iii", "1", "2", "127")
+        tryCompare(green, "value", 255)
+        compare([volume.value, eqHi.value, play.checked, pad.xValue, pad.yValue], [127.5, 255, true, 0.25, 1])
+        compare(child("monitorRows").count, 5)
+        wait(100)
+        compare(oscdump.messages, [])
+
+        mousePress(volume, volume.width / 2, volume.height / 4)
+        const held = volume.value
+        answer("/deck1/volume", "f", "0.0")
+        tryCompare(child("monitorRows"), "count", 6)
+        wait(100)
+        compare(volume.value, held)
+        mouseRelease(volume, volume.width / 2, volume.height / 4)
+
+        const rows = child("monitorRows")
+        rows.currentIndex = 0
+        compare(child("inspector").count, 5)
+        compare(child("inspector").itemAtIndex(0).text.trim(), "0  2f 64 65 63 6b 31 2f 76 6f 6c 75 6d 65   address /deck1/volume")
+        mouseClick(child("monitorStopButton"))
+        verify(!monitor.running)
+        oscdump.stop()
+    }
+
     function test_logColours_data() {
         return [
             { tag: "info", line: "[10:00:00] [INFO] TX OSC", colour: "#ffffff" },

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <optional>
+
+// The program's own options, decided before any window exists. With none of them the
+// arguments go to the desk untouched (Qt's own, such as -platform, included).
+//   --monitor PORT [--count N] [--json]   print what arrives on PORT, one line a message
+//   --help, --version
+// Returns the exit code of a headless run, or nothing when the desk should start.
+std::optional<int> runCommandLine(int argc, char *argv[]);

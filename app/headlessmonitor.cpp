@@ -1,0 +1,119 @@
+#include "headlessmonitor.h"
+
+#include "oscemulatorport.h"
+#include "oscformat.h"
+
+#include <QDateTime>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <cmath>
+#include <cstdio>
+
+namespace {
+QString hostAndPort(const QHostAddress &address, quint16 port)
+{
+    bool isIpv4 = false;
+    const quint32 ipv4 = address.toIPv4Address(&isIpv4);
+    return (isIpv4 ? QHostAddress(ipv4).toString() : QLatin1Char('[') + address.toString() + QLatin1Char(']'))
+            + QLatin1Char(':') + QString::number(port);
+}
+
+// An argument as JSON: numbers, texts, true, false and null as themselves; what JSON has
+// no form for (blobs, MIDI, colours, time tags, infinitum, a NaN) as the monitor prints it.
+QJsonValue jsonValue(const Osc::OscPacket &packet, const Osc::OscField &argument)
+{
+    const QVariant value = packet.value(argument);
+    switch (argument.tag) {
+    case 'i': return value.toInt();
+    case 'h': {
+        const qint64 number = value.toLongLong();
+        // Beyond 2^53 a JSON reader's double would change it.
+        if (std::llabs(number) <= (qint64(1) << 53))
+            return double(number);
+        break;
+    }
+    case 'f':
+    case 'd': {
+        const QString text = Osc::formatOscArgument(argument.tag, packet.bytes(argument));
+        bool finite = false;
+        const double number = text.toDouble(&finite);
+        if (finite && std::isfinite(number))
+            return number;
+        break;
+    }
+    case 's':
+    case 'S': return value.toString();
+    case 'T': return true;
+    case 'F': return false;
+    case 'N': return QJsonValue::Null;
+    default: break;
+    }
+    return Osc::formatOscArgument(argument.tag, packet.bytes(argument));
+}
+} // namespace
+
+HeadlessMonitor::HeadlessMonitor(int count, bool json, QObject *parent)
+    : QObject(parent)
+    , m_socket(new OscEmulatorPort(this))
+    , m_out(stdout)
+    , m_err(stderr)
+    , m_left(count)
+    , m_json(json)
+{
+    connect(m_socket, &OscEmulatorPort::datagramReceived, this, &HeadlessMonitor::handleDatagram);
+    connect(m_socket, &OscEmulatorPort::errorOccurred, this, [this](const QString &error) { m_bindError = error; });
+}
+
+bool HeadlessMonitor::listen(quint16 port, QString *error)
+{
+    if (m_socket->open(port))
+        return true;
+    *error = m_bindError;
+    return false;
+}
+
+void HeadlessMonitor::handleDatagram(const QByteArray &datagram, const QHostAddress &sender, quint16 senderPort)
+{
+    if (m_left < 0)
+        return; // done already; the loop has not ended yet
+    Osc::OscDecodeError error;
+    const bool decoded = Osc::decodeOscPacket(datagram, &m_packet, &error);
+    const QString from = hostAndPort(sender, senderPort);
+    const QString time = QDateTime::currentDateTime().toString(QStringLiteral("hh:mm:ss.zzz"));
+    if (!decoded) {
+        // Nothing of it is printed or counted, not even the messages before the fault.
+        m_err << time << ' ' << from << " undecodable datagram of " << datagram.size() << " bytes: " << error.reason
+              << " (at byte " << error.offset << ")\n";
+        m_err.flush();
+        return;
+    }
+    for (const Osc::OscDecodedMessage &message : m_packet.messages) {
+        if (m_json) {
+            QJsonArray values;
+            for (int i = 0; i < message.argumentCount; ++i)
+                values.append(jsonValue(m_packet, m_packet.argument(message, i)));
+            QJsonObject object{{QStringLiteral("time"), time},
+                               {QStringLiteral("from"), from},
+                               {QStringLiteral("address"), m_packet.address(message)},
+                               {QStringLiteral("tags"), QString(m_packet.typeTags(message))},
+                               {QStringLiteral("values"), values}};
+            if (message.inBundle)
+                object.insert(QStringLiteral("bundle"), Osc::formatOscTimeTag(message.bundleTimeTag));
+            m_out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+        } else {
+            m_out << time << ' ' << from << ' ' << Osc::formatOscMessage(m_packet, message);
+            if (message.inBundle)
+                m_out << " [bundle " << Osc::formatOscTimeTag(message.bundleTimeTag) << ']';
+            m_out << '\n';
+        }
+        if (m_left > 0 && --m_left == 0) {
+            m_left = -1;
+            break;
+        }
+    }
+    m_out.flush();
+    if (m_left < 0)
+        emit done();
+}

@@ -1,0 +1,220 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import "Backend.js" as Backend
+import "Palette.js" as Palette
+
+// What the target answers, one row per OSC message, with the desk's own sends beside
+// them when asked; the selected row's bytes explained below the list.
+Panel {
+    id: monitorPanel
+
+    property alias followFeedback: followCheck.checked
+    property alias showSent: sentCheck.checked
+    readonly property var inspected: Backend.hasMonitor() && rowList.currentIndex >= 0
+                                     ? monitor.inspect(rowList.currentIndex) : []
+
+    objectName: "monitorPanel"
+    color: Palette.stripBackground
+
+    ColumnLayout {
+        anchors.fill: parent
+        anchors.margins: 10
+        spacing: 6
+
+        RowLayout {
+            spacing: 6
+            Layout.fillWidth: true
+
+            Text {
+                text: "Monitor OSC"
+                font.pixelSize: 14
+                font.bold: true
+                color: Palette.text
+                Layout.fillWidth: true
+            }
+            Caption { text: "Puerto" }
+            SpinBox {
+                objectName: "monitorPortField"
+                from: 1
+                to: 65535
+                editable: true
+                value: Backend.hasMonitor() ? monitor.port : 9002
+                enabled: Backend.hasMonitor() && !monitor.running
+                textFromValue: function(value) { return String(value) }
+                valueFromText: function(text) { return Number(text) }
+                onValueModified: {
+                    if (Backend.hasMonitor())
+                        monitor.port = value
+                }
+            }
+            Button {
+                objectName: "monitorStartButton"
+                text: "Start"
+                enabled: Backend.hasMonitor() && !monitor.running
+                onClicked: monitor.start()
+            }
+            Button {
+                objectName: "monitorStopButton"
+                text: "Stop"
+                enabled: Backend.hasMonitor() && monitor.running
+                onClicked: monitor.stop()
+            }
+        }
+
+        Flow {
+            spacing: 4
+            Layout.fillWidth: true
+
+            CheckBox {
+                id: sentCheck
+                objectName: "showSentCheck"
+                text: "Mostrar enviados"
+                checked: false
+                ToolTip.visible: hovered
+                ToolTip.text: "Mostrar en la lista lo que envía la mesa (TX), junto a las respuestas del destino"
+                onCheckedChanged: {
+                    if (Backend.hasMonitor())
+                        monitor.showSent = checked
+                }
+            }
+            CheckBox {
+                id: followCheck
+                objectName: "followFeedbackCheck"
+                text: "Seguir feedback"
+                checked: true
+                ToolTip.visible: hovered
+                ToolTip.text: "Mover los controles de la mesa con lo que responde el destino"
+                onCheckedChanged: {
+                    if (Backend.hasMonitor())
+                        monitor.followFeedback = checked
+                }
+            }
+            CheckBox {
+                objectName: "pauseCheck"
+                text: "Pausa"
+                checked: Backend.hasMonitor() && monitor.paused
+                onToggled: {
+                    if (Backend.hasMonitor())
+                        monitor.paused = checked
+                }
+            }
+            Button {
+                objectName: "monitorClearButton"
+                text: "Clear"
+                flat: true
+                onClicked: {
+                    if (Backend.hasMonitor())
+                        monitor.clear()
+                }
+            }
+        }
+
+        TextField {
+            objectName: "monitorFilterField"
+            placeholderText: "Filtro: patrón de dirección OSC (p. ej. /deck1/*)"
+            Layout.fillWidth: true
+            onTextChanged: {
+                if (Backend.hasMonitor())
+                    monitor.filter = text
+            }
+        }
+
+        Text {
+            objectName: "monitorCounts"
+            text: Backend.hasMonitor()
+                  ? "Recibidos: " + monitor.received + " | Sin decodificar: " + monitor.undecodable
+                    + " | Descartados: " + monitor.dropped
+                  : ""
+            font.pixelSize: 10
+            color: Palette.caption
+            Layout.fillWidth: true
+        }
+
+        ListView {
+            id: rowList
+
+            // Follows the newest row unless the user has scrolled up.
+            property bool following: true
+
+            objectName: "monitorRows"
+            clip: true
+            model: Backend.hasMonitor() ? monitor.rows : null
+            currentIndex: -1
+            boundsBehavior: Flickable.StopAtBounds
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            Layout.minimumHeight: 80
+            ScrollBar.vertical: ScrollBar {}
+
+            onMovementEnded: following = atYEnd
+            onCountChanged: {
+                if (following)
+                    Qt.callLater(rowList.positionViewAtEnd)
+            }
+
+            delegate: Rectangle {
+                required property int index
+                required property string time
+                required property string delta
+                required property bool sent
+                required property string peer
+                required property string address
+                required property string tags
+                required property string values
+                required property string bundle
+                required property string error
+
+                width: ListView.view.width
+                height: rowText.height + 4
+                color: ListView.isCurrentItem ? Palette.checkedButton
+                                              : (index % 2 === 0 ? Palette.logEvenRow : Palette.logOddRow)
+
+                Text {
+                    id: rowText
+                    anchors.left: parent.left
+                    anchors.right: parent.right
+                    anchors.leftMargin: 5
+                    anchors.rightMargin: 5
+                    anchors.verticalCenter: parent.verticalCenter
+                    text: time + " " + (sent ? "TX " : "RX ") + peer + " "
+                          + (error !== "" ? error
+                                          : address + " " + tags + (values !== "" ? " " + values : "")
+                                            + (bundle !== "" ? "  [bundle " + bundle + "]" : ""))
+                          + (delta !== "" ? "  " + delta : "")
+                    font.pixelSize: 10
+                    font.family: "Consolas, monospace"
+                    color: error !== "" ? Palette.stopped : (sent ? Palette.accent : Palette.text)
+                    elide: Text.ElideRight
+                }
+
+                MouseArea {
+                    anchors.fill: parent
+                    onClicked: rowList.currentIndex = index
+                }
+            }
+        }
+
+        Caption { text: "Bytes del mensaje seleccionado" }
+
+        ListView {
+            objectName: "inspector"
+            clip: true
+            model: monitorPanel.inspected
+            Layout.fillWidth: true
+            Layout.preferredHeight: 140
+            ScrollBar.vertical: ScrollBar {}
+
+            delegate: Text {
+                required property var modelData
+
+                width: ListView.view.width
+                text: String(modelData.offset).padStart(5) + "  " + modelData.bytes + "   " + modelData.meaning
+                font.pixelSize: 10
+                font.family: "Consolas, monospace"
+                color: modelData.failed ? Palette.stopped : Palette.text
+                elide: Text.ElideRight
+            }
+        }
+    }
+}

@@ -1,0 +1,126 @@
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTest>
+#include <QUdpSocket>
+
+// The monitor without a window, fed by liblo's oscsend and raw bytes from python3: what
+// it prints, and how it ends.
+class TestMonitorCommandLine : public QObject
+{
+    Q_OBJECT
+private slots:
+    void everyTypeOscsendKnows();
+    void exitCodes_data();
+    void exitCodes();
+};
+
+static quint16 freePort()
+{
+    QUdpSocket probe;
+    probe.bind(QHostAddress::AnyIPv4, 0);
+    return probe.localPort();
+}
+
+// Starts the headless monitor and waits until it listens.
+static void startMonitor(QProcess &monitor, quint16 port, const QStringList &more)
+{
+    monitor.start(qEnvironmentVariable("OSC_PROGRAM"), QStringList{"--monitor", QString::number(port)} + more);
+    QVERIFY(monitor.waitForStarted(5000));
+    monitor.setReadChannel(QProcess::StandardError);
+    QTRY_VERIFY_WITH_TIMEOUT(monitor.canReadLine(), 10000);
+    QCOMPARE(monitor.readLine(), QByteArray("Monitoring OSC on UDP port " + QByteArray::number(port) + "\n"));
+    monitor.setReadChannel(QProcess::StandardOutput);
+}
+
+void TestMonitorCommandLine::everyTypeOscsendKnows()
+{
+    for (const char *tool : {"oscsend", "python3"}) {
+        if (QStandardPaths::findExecutable(tool).isEmpty())
+            QSKIP(qPrintable(QString(tool) + " is not installed"));
+    }
+    // What oscsend sends, and the JSON line the monitor must print for it.
+    const QList<QPair<QStringList, QByteArray>> sent = {
+        {{"/i", "i", "-5"}, R"({"address":"/i","tags":"i","values":[-5]})"},
+        {{"/h", "hh", "42", "9007199254740993"}, R"({"address":"/h","tags":"hh","values":[42,"9007199254740993"]})"},
+        {{"/f", "fd", "0.1", "-2.5"}, R"({"address":"/f","tags":"fd","values":[0.1,-2.5]})"},
+        {{"/s", "sS", "h\"\xc3\xa9", "sym"}, "{\"address\":\"/s\",\"tags\":\"sS\",\"values\":[\"h\\\"\xc3\xa9\",\"sym\"]}"},
+        {{"/c", "cm", "A", "00903c7f"}, R"({"address":"/c","tags":"cm","values":["'A'","midi 00903c7f"]})"},
+        {{"/tfni", "TFNI"}, R"({"address":"/tfni","tags":"TFNI","values":[true,false,null,"infinitum"]})"},
+    };
+    const quint16 port = freePort();
+    QProcess monitor;
+    startMonitor(monitor, port, {"--count", QString::number(sent.size() + 2), "--json"});
+    for (const auto &[arguments, expected] : sent)
+        QCOMPARE(QProcess::execute("oscsend", QStringList{"127.0.0.1", QString::number(port)} + arguments), 0);
+    // A datagram that does not decode (counted as none), then a bundle of two messages.
+    QCOMPARE(QProcess::execute("python3", {qEnvironmentVariable("OSC_TEST_SCRIPTS_DIR") + "/send_datagrams.py",
+                                           QString::number(port), "2f780000" "2c7a0000",
+                                           "2362756e646c650000000000000000010000000c2f610000"
+                                           "2c69000000000007" "000000082f620000" "2c540000"}),
+             0);
+    QVERIFY(monitor.waitForFinished(10000));
+    QCOMPARE(monitor.exitCode(), 0);
+
+    QList<QByteArray> expected;
+    for (const auto &row : sent)
+        expected << row.second;
+    expected << R"({"address":"/a","bundle":"immediately","tags":"i","values":[7]})"
+             << R"({"address":"/b","bundle":"immediately","tags":"T","values":[true]})";
+    QList<QByteArray> printed;
+    for (const QByteArray &line : monitor.readAllStandardOutput().split('\n')) {
+        if (line.isEmpty())
+            continue;
+        QJsonObject object = QJsonDocument::fromJson(line).object();
+        QVERIFY2(object.take("from").toString().startsWith("127.0.0.1:"), line);
+        QVERIFY2(!object.take("time").toString().isEmpty(), line);
+        printed << QJsonDocument(object).toJson(QJsonDocument::Compact);
+    }
+    QCOMPARE(printed, expected);
+    monitor.setReadChannel(QProcess::StandardError);
+    QCOMPARE(monitor.readAll().count("undecodable datagram of 8 bytes: unknown type tag 'z'"), 1);
+}
+
+void TestMonitorCommandLine::exitCodes_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QByteArray>("says");
+
+    QTest::newRow("version") << QStringList{"--version"} << 0 << QByteArray("1.0");
+    QTest::newRow("help") << QStringList{"--help"} << 0 << QByteArray("--monitor <port>");
+    QTest::newRow("port 0") << QStringList{"--monitor", "0"} << 2 << QByteArray("from 1 to 65535, not '0'");
+    QTest::newRow("count 0") << QStringList{"--monitor", "9", "--count", "0"} << 2 << QByteArray("at least 1");
+    QTest::newRow("json alone") << QStringList{"--json"} << 2 << QByteArray("go with --monitor");
+    QTest::newRow("unknown option") << QStringList{"--monitor", "9", "--loud"} << 2 << QByteArray("loud");
+    QTest::newRow("port taken") << QStringList{"--monitor", "taken"} << 2 << QByteArray("Cannot listen on UDP port");
+    QTest::newRow("SIGTERM") << QStringList{"--monitor", "free"} << 0 << QByteArray();
+}
+
+void TestMonitorCommandLine::exitCodes()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QByteArray, says);
+    QUdpSocket holder;
+    QVERIFY(holder.bind(QHostAddress::AnyIPv4, 0));
+    if (arguments.value(1) == "taken")
+        arguments[1] = QString::number(holder.localPort());
+    QProcess monitor;
+    if (arguments.value(1) == "free") {
+        startMonitor(monitor, freePort(), {});
+        monitor.terminate();
+    } else {
+        monitor.start(qEnvironmentVariable("OSC_PROGRAM"), arguments);
+    }
+    QVERIFY(monitor.waitForFinished(10000));
+    QCOMPARE(monitor.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(monitor.exitCode(), exitCode);
+    const QByteArray output = monitor.readAllStandardOutput() + monitor.readAllStandardError();
+    QVERIFY2(output.contains(says), output);
+}
+
+QTEST_GUILESS_MAIN(TestMonitorCommandLine)
+#include "tst_monitor_cli.moc"
