@@ -160,23 +160,38 @@ QVariantList MonitorRows::inspect(int rowIndex) const
         return lines;
     const Row &row = m_rows[size_t(rowIndex)];
     const Osc::OscPacket &packet = decoded(row);
-    const auto line = [&](qint32 offset, QByteArrayView bytes, const QString &meaning, bool failed) {
-        // A long blob shows its first bytes; its meaning says how long it is.
-        constexpr qsizetype kShownBytes = 64;
+    struct Line
+    {
+        qint32 offset;
+        QString bytes;
+        QString meaning;
+        bool failed;
+    };
+    QList<Line> annotated;
+    // A long field shows its first bytes; its meaning says how long it is.
+    constexpr qsizetype kShownBytes = 16;
+    const auto add = [&](qint32 offset, QByteArrayView bytes, const QString &meaning, bool failed) {
         QString hex = QString::fromLatin1(bytes.first(qMin(bytes.size(), kShownBytes)).toByteArray().toHex(' '));
         if (bytes.size() > kShownBytes)
             hex += QStringLiteral(" \u2026");
-        lines.append(QVariantMap{{QStringLiteral("offset"), QString::number(offset)},
-                                 {QStringLiteral("bytes"), hex},
-                                 {QStringLiteral("meaning"), meaning},
-                                 {QStringLiteral("failed"), failed}});
+        annotated.append({offset, hex, meaning, failed});
     };
     for (const Osc::OscField &field : packet.fields)
-        line(field.offset, packet.bytes(field), Osc::describeField(packet, field), false);
+        add(field.offset, packet.bytes(field), Osc::describeField(packet, field), false);
     if (m_cachedSerial == row.serial && !m_cachedError.reason.isEmpty()) {
-        const QByteArrayView rest = QByteArrayView(row.datagram).sliced(qMin<qsizetype>(m_cachedError.offset,
-                                                                                          row.datagram.size()));
-        line(m_cachedError.offset, rest, QStringLiteral("decoding stopped: ") + m_cachedError.reason, true);
+        const qsizetype at = qMin<qsizetype>(m_cachedError.offset, row.datagram.size());
+        add(m_cachedError.offset, QByteArrayView(row.datagram).sliced(at),
+            QStringLiteral("decoding stopped: ") + m_cachedError.reason, true);
+    }
+    // The bytes in a column as wide as the widest, so the meanings line up.
+    qsizetype width = 0;
+    for (const Line &line : annotated)
+        width = qMax(width, line.bytes.size());
+    for (const Line &line : annotated) {
+        lines.append(QVariantMap{{QStringLiteral("offset"), line.offset},
+                                 {QStringLiteral("bytes"), line.bytes.leftJustified(width)},
+                                 {QStringLiteral("meaning"), line.meaning},
+                                 {QStringLiteral("failed"), line.failed}});
     }
     return lines;
 }

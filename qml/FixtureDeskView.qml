@@ -113,6 +113,7 @@ Rectangle {
                 color: Palette.text
                 font.pixelSize: 14
                 font.bold: true
+                elide: Text.ElideRight
                 Layout.fillWidth: true
             }
 

@@ -16,6 +16,9 @@ Panel {
 
     objectName: "monitorPanel"
     color: Palette.stripBackground
+    // In a short window the list and the inspector give up their height first; nothing is
+    // drawn outside the panel.
+    clip: true
 
     ColumnLayout {
         anchors.fill: parent
@@ -31,22 +34,8 @@ Panel {
                 font.pixelSize: 14
                 font.bold: true
                 color: Palette.text
+                elide: Text.ElideRight
                 Layout.fillWidth: true
-            }
-            Caption { text: "Puerto" }
-            SpinBox {
-                objectName: "monitorPortField"
-                from: 1
-                to: 65535
-                editable: true
-                value: Backend.hasMonitor() ? monitor.port : 9002
-                enabled: Backend.hasMonitor() && !monitor.running
-                textFromValue: function(value) { return String(value) }
-                valueFromText: function(text) { return Number(text) }
-                onValueModified: {
-                    if (Backend.hasMonitor())
-                        monitor.port = value
-                }
             }
             Button {
                 objectName: "monitorStartButton"
@@ -66,10 +55,33 @@ Panel {
             spacing: 4
             Layout.fillWidth: true
 
+            Row {
+                spacing: 6
+
+                Caption {
+                    text: "Puerto"
+                    anchors.verticalCenter: parent.verticalCenter
+                }
+                SpinBox {
+                    objectName: "monitorPortField"
+                    from: 1
+                    to: 65535
+                    editable: true
+                    value: Backend.hasMonitor() ? monitor.port : 9002
+                    enabled: Backend.hasMonitor() && !monitor.running
+                    textFromValue: function(value) { return String(value) }
+                    valueFromText: function(text) { return Number(text) }
+                    onValueModified: {
+                        if (Backend.hasMonitor())
+                            monitor.port = value
+                    }
+                }
+            }
             CheckBox {
                 id: sentCheck
                 objectName: "showSentCheck"
                 text: "Mostrar enviados"
+                implicitHeight: 36
                 checked: false
                 ToolTip.visible: hovered
                 ToolTip.text: "Mostrar en la lista lo que envía la mesa (TX), junto a las respuestas del destino"
@@ -82,6 +94,7 @@ Panel {
                 id: followCheck
                 objectName: "followFeedbackCheck"
                 text: "Seguir feedback"
+                implicitHeight: 36
                 checked: true
                 ToolTip.visible: hovered
                 ToolTip.text: "Mover los controles de la mesa con lo que responde el destino"
@@ -93,6 +106,7 @@ Panel {
             CheckBox {
                 objectName: "pauseCheck"
                 text: "Pausa"
+                implicitHeight: 36
                 checked: Backend.hasMonitor() && monitor.paused
                 onToggled: {
                     if (Backend.hasMonitor())
@@ -144,7 +158,8 @@ Panel {
             boundsBehavior: Flickable.StopAtBounds
             Layout.fillWidth: true
             Layout.fillHeight: true
-            Layout.minimumHeight: 80
+            // The list and the inspector share the height three to two.
+            Layout.preferredHeight: 3
             ScrollBar.vertical: ScrollBar {}
 
             onMovementEnded: following = atYEnd
@@ -202,7 +217,8 @@ Panel {
             clip: true
             model: monitorPanel.inspected
             Layout.fillWidth: true
-            Layout.preferredHeight: 140
+            Layout.fillHeight: true
+            Layout.preferredHeight: 2
             ScrollBar.vertical: ScrollBar {}
 
             delegate: Text {

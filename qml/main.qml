@@ -114,16 +114,19 @@ ApplicationWindow {
                                                : (SplitHandle.hovered ? Palette.splitHandleHovered : "transparent")
                 }
 
+                // At the window's minimum width the desk keeps room for its three buttons.
                 FixtureDeskView {
                     id: deskView
                     SplitView.fillWidth: true
-                    SplitView.minimumWidth: 300
+                    SplitView.minimumWidth: 560
                 }
                 MonitorPanel {
                     id: monitorPanel
                     visible: toolbar.showMonitor
-                    SplitView.preferredWidth: 540
-                    SplitView.minimumWidth: 340
+                    SplitView.preferredWidth: 500
+                    SplitView.minimumWidth: 300
+                    SplitView.maximumWidth: Math.max(SplitView.minimumWidth, deskSplit.width - mainSplit.handleHeight
+                                                     - deskView.SplitView.minimumWidth)
                 }
             }
 

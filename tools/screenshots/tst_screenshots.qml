@@ -49,8 +49,26 @@ TestCase {
         mouseClick(child("testButton"))
         backend.sendOscChannel(0, 600, 10)
         backend.startEmulation()
-        testTools.run("oscsend", ["localhost", "9000", "/osc/channel", "iii", "0", "1", "200"])
-        testTools.run("oscsend", ["localhost", "9000", "/deck1/play", "f", "1.0"])
+        testTools.run("oscsend", ["127.0.0.1", "9000", "/osc/channel", "iii", "0", "1", "200"])
+        testTools.run("oscsend", ["127.0.0.1", "9000", "/deck1/play", "f", "1.0"])
+
+        // The monitor beside the desk: the target's answers move Deck 1's pitch, mid and low
+        // faders and its jog pad.
+        mouseClick(child("monitorToggle"))
+        waitForRendering(mainWindow.contentItem)
+        wait(200)
+        mouseClick(child("showSentCheck"))
+        mouseClick(child("monitorStartButton"))
+        mouseClick(findChild(control("Deck 1", "Sync"), "btn"))
+        for (const answer of [["/deck1/pitch", "d", "0.62"], ["/deck1/eq/mid", "h", "100"],
+                              ["/deck1/eq/low", "f", "0.35"], ["/deck1/jog", "ff", "0.3", "0.2"],
+                              ["/osc/channel", "iii", "1", "1", "120"]])
+            testTools.run("oscsend", ["127.0.0.1", "9002"].concat(answer))
+        testTools.run("python3", ["-c", "import socket; socket.socket(socket.AF_INET, socket.SOCK_DGRAM).sendto("
+                                  + "bytes.fromhex('2f782f79000000002c697a00'), ('127.0.0.1', 9002))"])
+        wait(300)
+        const rows = child("monitorRows")
+        rows.currentIndex = rows.count - 2
         wait(300)
         save("window.png")
 
@@ -59,6 +77,7 @@ TestCase {
         wait(300)
         save("window-minimum.png")
         backend.stopEmulation()
+        monitor.stop()
         mainWindow.close()
     }
 
