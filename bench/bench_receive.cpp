@@ -1,8 +1,12 @@
 // The receive path: another process floods the listening port with /osc/channel datagrams;
 // how many are processed (table updated, log-file line written) and how fast, beside a
 // plain recvmmsg() drain of the same flood, and beside that drain making the two writes
-// the desk makes for each datagram (its diagnostic and its log-file line).
+// the desk makes for each datagram (its diagnostic and its log-file line). The same flood
+// at the monitor: how many are decoded and counted, whether its list stays bounded, the
+// longest gap between two of a 50 ms timer's ticks (the window's repaints wait as long),
+// and the resident memory it took.
 #include "oscemulatorbackend.h"
+#include "oscmonitor.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -68,6 +72,59 @@ void ReceivePath_Backend(benchmark::State &state)
     }
 }
 BENCHMARK(ReceivePath_Backend)->UseManualTime()->Iterations(1)->Repetitions(3)->Unit(benchmark::kMillisecond);
+
+long residentKiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    status.open(QIODevice::ReadOnly);
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').first().toLong();
+    }
+    return 0;
+}
+
+void ReceivePath_Monitor(benchmark::State &state)
+{
+    for (auto _ : state) {
+        OscEmulatorBackend backend;
+        OscMonitor monitor(&backend);
+        monitor.start();
+        if (!monitor.running()) {
+            state.SkipWithError("port 9002 is taken");
+            return;
+        }
+        const long before = residentKiB();
+        QEventLoop loop;
+        QElapsedTimer clock;
+        QElapsedTimer sinceTick;
+        qint64 longestGapMs = 0;
+        QTimer tick;
+        tick.setInterval(50);
+        QObject::connect(&tick, &QTimer::timeout, &loop, [&] {
+            longestGapMs = qMax(longestGapMs, sinceTick.restart());
+            // The flood ends with five "/end" messages.
+            if (monitor.received() > kFlood)
+                loop.quit();
+        });
+        QTimer::singleShot(30000, &loop, &QEventLoop::quit);
+        QProcess sender;
+        clock.start();
+        sinceTick.start();
+        tick.start();
+        sender.start(senderPath(), {QString::number(OscMonitor::kDefaultPort), QString::number(kFlood)});
+        loop.exec();
+        const qint64 elapsed = clock.nsecsElapsed();
+        sender.waitForFinished();
+        const int rows = qobject_cast<QAbstractItemModel *>(monitor.rows())->rowCount();
+        report(state, qMin(monitor.received(), kFlood), elapsed);
+        state.counters["longest_tick_gap_ms"] = double(longestGapMs);
+        state.counters["rows"] = rows;
+        state.counters["memory_mb"] = double(residentKiB() - before) / 1024.0;
+        monitor.stop();
+    }
+}
+BENCHMARK(ReceivePath_Monitor)->UseManualTime()->Iterations(1)->Repetitions(3)->Unit(benchmark::kMillisecond);
 
 // Drains the flood with recvmmsg; with writeLines, also writes a diagnostic to standard
 // error and a line to a file for each datagram, as the desk does, unformatted.
