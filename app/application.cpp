@@ -2,6 +2,7 @@
 
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
+#include "oscscenarios.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -17,7 +18,9 @@ int runOscEmulator(int argc, char *argv[], const QUrl &mainUrl)
 
     auto *backend = new OscEmulatorBackend(&app);
     engine.rootContext()->setContextProperty(QStringLiteral("backend"), backend);
-    engine.rootContext()->setContextProperty(QStringLiteral("monitor"), new OscMonitor(backend, &app));
+    auto *monitor = new OscMonitor(backend, &app);
+    engine.rootContext()->setContextProperty(QStringLiteral("monitor"), monitor);
+    engine.rootContext()->setContextProperty(QStringLiteral("scenarios"), new OscScenarios(backend, monitor, &app));
 
     QObject::connect(
             &engine, &QQmlApplicationEngine::objectCreated, &app,

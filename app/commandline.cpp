@@ -1,9 +1,11 @@
 #include "commandline.h"
 
 #include "headlessmonitor.h"
+#include "headlessrun.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QHostAddress>
 #include <QLoggingCategory>
 #include <QSocketNotifier>
 
@@ -23,7 +25,8 @@ constexpr int kUsageError = 2;
 // The options that ask for a run without the desk.
 bool wantsHeadless(int argc, char *argv[])
 {
-    static const char *const options[] = {"--monitor", "--count", "--json", "--help", "-h", "--version", "-v"};
+    static const char *const options[] = {"--monitor", "--count", "--json", "--run", "--target", "--device-port",
+                                           "--monitor-port", "--junit", "--help", "-h", "--version", "-v"};
     for (int i = 1; i < argc; ++i) {
         for (const char *option : options) {
             const size_t length = std::strlen(option);
@@ -99,6 +102,18 @@ int runMonitor(QCoreApplication &app, const QString &portText, const QString &co
     quitOnSignals(app);
     return app.exec();
 }
+// "HOST:PORT", the host a numeric address ("[::1]:8000" for IPv6).
+std::optional<std::pair<QString, int>> hostAndPort(const QString &text)
+{
+    const qsizetype colon = text.lastIndexOf(u':');
+    QString host = text.left(colon);
+    if (host.startsWith(u'[') && host.endsWith(u']'))
+        host = host.mid(1, host.size() - 2);
+    const std::optional<int> port = numberIn(text.mid(colon + 1), 1, 65535);
+    if (colon <= 0 || !port || QHostAddress(host).isNull())
+        return std::nullopt;
+    return std::make_pair(host, *port);
+}
 } // namespace
 
 std::optional<int> runCommandLine(int argc, char *argv[])
@@ -112,8 +127,9 @@ std::optional<int> runCommandLine(int argc, char *argv[])
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-            "A virtual OSC control desk. Without options it opens the desk; with --monitor it prints, without a "
-            "window, every OSC message that arrives on a UDP port."));
+            "A virtual OSC control desk. Without options it opens the desk. Without a window: --monitor prints every "
+            "OSC message that arrives on a UDP port; --run plays scenario files against the target and says whether "
+            "their expectations held (exit code 0 when all did, 1 when one failed, 2 when they could not run)."));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption monitorOption(QStringLiteral("monitor"),
@@ -123,17 +139,61 @@ std::optional<int> runCommandLine(int argc, char *argv[])
                                          QStringLiteral("With --monitor: end after <n> messages."), QStringLiteral("n"));
     const QCommandLineOption jsonOption(QStringLiteral("json"),
                                         QStringLiteral("With --monitor: one JSON object per line."));
-    parser.addOptions({monitorOption, countOption, jsonOption});
+    const QCommandLineOption runOption(QStringLiteral("run"), QStringLiteral("Play the scenario files given."));
+    const QCommandLineOption targetOption(QStringLiteral("target"),
+                                          QStringLiteral("With --run: send to <host:port>, whatever the files say."),
+                                          QStringLiteral("host:port"));
+    const QCommandLineOption devicePortOption(QStringLiteral("device-port"),
+                                              QStringLiteral("With --run: the emulated device's port, 9000 or 9001 "
+                                                             "(default 9000)."),
+                                              QStringLiteral("port"), QStringLiteral("9000"));
+    const QCommandLineOption monitorPortOption(QStringLiteral("monitor-port"),
+                                               QStringLiteral("With --run: the monitor's port (default 9002)."),
+                                               QStringLiteral("port"), QStringLiteral("9002"));
+    const QCommandLineOption junitOption(QStringLiteral("junit"),
+                                         QStringLiteral("With --run: write the results as JUnit XML to <file>."),
+                                         QStringLiteral("file"));
+    parser.addOptions({monitorOption, countOption, jsonOption, runOption, targetOption, devicePortOption,
+                       monitorPortOption, junitOption});
+    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("With --run: the scenario files."),
+                                 QStringLiteral("[files...]"));
     if (!parser.parse(app.arguments()))
         return usageError(parser.errorText());
     if (parser.isSet(QStringLiteral("help")))
         parser.showHelp(0);
     if (parser.isSet(QStringLiteral("version")))
         parser.showVersion();
+    if (parser.isSet(runOption)) {
+        if (parser.isSet(monitorOption))
+            return usageError(QStringLiteral("--run and --monitor do not go together."));
+        HeadlessRunOptions options;
+        options.files = parser.positionalArguments();
+        if (options.files.isEmpty())
+            return usageError(QStringLiteral("--run needs at least one scenario file."));
+        if (parser.isSet(targetOption)) {
+            options.target = hostAndPort(parser.value(targetOption));
+            if (!options.target)
+                return usageError(QStringLiteral("--target needs a numeric address and a port, as 127.0.0.1:8000, "
+                                                 "not '%1'.").arg(parser.value(targetOption)));
+        }
+        const QString device = parser.value(devicePortOption);
+        if (device != QLatin1String("9000") && device != QLatin1String("9001"))
+            return usageError(QStringLiteral("--device-port must be 9000 or 9001, not '%1'.").arg(device));
+        options.devicePort = device.toInt();
+        const std::optional<int> monitorPort = numberIn(parser.value(monitorPortOption), 1, 65535);
+        if (!monitorPort)
+            return usageError(QStringLiteral("--monitor-port needs a UDP port from 1 to 65535, not '%1'.")
+                                      .arg(parser.value(monitorPortOption)));
+        options.monitorPort = *monitorPort;
+        options.junitFile = parser.value(junitOption);
+        quitOnSignals(app);
+        return runScenarios(options);
+    }
     if (!parser.positionalArguments().isEmpty())
         return usageError(QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().first()));
     if (!parser.isSet(monitorOption))
-        return usageError(QStringLiteral("--count and --json go with --monitor."));
+        return usageError(QStringLiteral("--count and --json go with --monitor; --target, --device-port, "
+                                         "--monitor-port and --junit with --run."));
     return runMonitor(app, parser.value(monitorOption), parser.isSet(countOption) ? parser.value(countOption) : QString(),
                       parser.isSet(jsonOption));
 }

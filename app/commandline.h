@@ -5,6 +5,8 @@
 // The program's own options, decided before any window exists. With none of them the
 // arguments go to the desk untouched (Qt's own, such as -platform, included).
 //   --monitor PORT [--count N] [--json]   print what arrives on PORT, one line a message
+//   --run FILE... [--target HOST:PORT] [--device-port PORT] [--monitor-port PORT] [--junit FILE]
+//                                          play scenarios and check what the target does
 //   --help, --version
 // Returns the exit code of a headless run, or nothing when the desk should start.
 std::optional<int> runCommandLine(int argc, char *argv[]);

@@ -143,6 +143,15 @@ void OscMonitor::handleDatagram(const QByteArray &datagram, const QHostAddress &
                decoded ? nullptr : &error);
     if (m_followFeedback)
         noteFeedback(m_packet);
+    for (const MessageObserver &observer : m_observers) {
+        for (const Osc::OscDecodedMessage &message : m_packet.messages)
+            observer(m_packet, message);
+    }
+}
+
+void OscMonitor::addMessageObserver(MessageObserver observer)
+{
+    m_observers.push_back(std::move(observer));
 }
 
 void OscMonitor::handleSent(const QByteArray &datagram, const QHostAddress &target, quint16 port)

@@ -9,6 +9,9 @@
 #include <QTimer>
 #include <QVariantList>
 
+#include <functional>
+#include <vector>
+
 class OscEmulatorBackend;
 class OscEmulatorPort;
 
@@ -45,6 +48,8 @@ public:
     int received() const { return m_received; }
     int undecodable() const { return m_undecodable; }
     int dropped() const { return m_rows.dropped(); }
+    // Why the last start could not bind its port.
+    QString bindError() const { return m_bindError; }
     QObject *rows() { return &m_filtered; }
 
     void setPort(int port);
@@ -58,6 +63,10 @@ public:
     Q_INVOKABLE void clear();
     // The annotated bytes of a row of `rows`: {offset, bytes, meaning, failed} per field.
     Q_INVOKABLE QVariantList inspect(int row) const;
+
+    // Called with every message heard while the monitor runs, as it is decoded.
+    using MessageObserver = std::function<void(const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message)>;
+    void addMessageObserver(MessageObserver observer);
 
 signals:
     void runningChanged();
@@ -97,4 +106,5 @@ private:
     // last tick, in the order first heard.
     QHash<QString, QVariantList> m_feedback;
     QStringList m_feedbackOrder;
+    std::vector<MessageObserver> m_observers;
 };

@@ -8,3 +8,7 @@ function hasBackend() {
 function hasMonitor() {
     return typeof monitor !== "undefined" && monitor !== null
 }
+
+function hasScenarios() {
+    return typeof scenarios !== "undefined" && scenarios !== null
+}

@@ -12,6 +12,7 @@ Panel {
     property alias showTarget: targetToggle.checked
     property alias showLog: logToggle.checked
     property alias showMonitor: monitorToggle.checked
+    property alias showScenarios: scenarioToggle.checked
 
     objectName: "toolbar"
     Layout.fillWidth: true
@@ -51,6 +52,14 @@ Panel {
             objectName: "targetToggle"
             text: "Destino OSC"
             checked: true
+        }
+        CheckBox {
+            id: scenarioToggle
+            objectName: "scenarioToggle"
+            text: "Escenarios"
+            checked: false
+            ToolTip.visible: hovered
+            ToolTip.text: "Grabar y reproducir escenarios: envíos con su tiempo y lo que el destino debe hacer"
         }
         CheckBox {
             id: monitorToggle

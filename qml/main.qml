@@ -47,6 +47,7 @@ ApplicationWindow {
         property alias showTarget: toolbar.showTarget
         property alias showLog: toolbar.showLog
         property alias showMonitor: toolbar.showMonitor
+        property alias showScenarios: toolbar.showScenarios
         property alias followFeedback: monitorPanel.followFeedback
         property var splitState
 
@@ -71,6 +72,9 @@ ApplicationWindow {
         }
         TargetPanel {
             visible: toolbar.showTarget
+        }
+        ScenarioPanel {
+            visible: toolbar.showScenarios
         }
 
         SplitView {

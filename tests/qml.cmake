@@ -8,7 +8,7 @@ osc_add_test(tst_desk_qml
         support/recordingbackend.h support/recordingbackend.cpp
         support/oscdumpprocess.h support/oscdumpprocess.cpp
         support/testtools.h support/testtools.cpp
-    LIBRARIES Qt6::QuickTest Qt6::Quick Qt6::QuickControls2 Qt6::Network oscdesk_qml oscdesk_backend)
+    LIBRARIES Qt6::QuickTest Qt6::Quick Qt6::QuickControls2 Qt6::Network oscdesk_qml oscdesk_backend oscdesk_scenario)
 target_include_directories(tst_desk_qml PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}/support")
 target_compile_definitions(tst_desk_qml PRIVATE
     QUICK_TEST_SOURCE_DIR="${CMAKE_CURRENT_SOURCE_DIR}/qml/desk")

@@ -1,6 +1,7 @@
 #include "oscdumpprocess.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
+#include "oscscenarios.h"
 #include "recordingbackend.h"
 #include "testtools.h"
 
@@ -25,16 +26,20 @@ public slots:
         engine->addImportPath(QStringLiteral("qrc:/"));
         QObject *backend = nullptr;
         QObject *monitor = nullptr;
+        QObject *scenarios = nullptr;
         if (qEnvironmentVariable("OSC_QML_BACKEND") == QLatin1String("real")) {
             auto *real = new OscEmulatorBackend(engine);
+            auto *listener = new OscMonitor(real, engine);
             backend = real;
-            monitor = new OscMonitor(real, engine);
+            monitor = listener;
+            scenarios = new OscScenarios(real, listener, engine);
         } else {
             backend = new RecordingBackend(engine);
         }
         QQmlContext *context = engine->rootContext();
         context->setContextProperty(QStringLiteral("backend"), backend);
         context->setContextProperty(QStringLiteral("monitor"), monitor);
+        context->setContextProperty(QStringLiteral("scenarios"), scenarios);
         context->setContextProperty(QStringLiteral("oscdump"), new OscDumpProcess(engine));
         context->setContextProperty(QStringLiteral("examplesDir"), qEnvironmentVariable("OSC_EXAMPLES_DIR"));
         context->setContextProperty(QStringLiteral("testTools"), new TestTools(engine));

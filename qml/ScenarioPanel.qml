@@ -1,0 +1,143 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Dialogs
+import QtQuick.Layouts
+import "Backend.js" as Backend
+import "Palette.js" as Palette
+import "Rules.js" as Rules
+
+// Records what the desk sends as a scenario, and plays scenarios back against the target,
+// with each expectation's result.
+Panel {
+    id: scenarioPanel
+
+    readonly property bool ready: Backend.hasScenarios()
+    readonly property bool busy: ready && (scenarios.recording || scenarios.playing)
+
+    function seconds(ms) {
+        return (ms / 1000).toFixed(1) + " s"
+    }
+
+    function statusText() {
+        if (!ready)
+            return ""
+        if (scenarios.recording)
+            return "Grabando: " + scenarios.recordedSteps + " pasos, " + seconds(scenarios.elapsedMs)
+        if (scenarios.playing)
+            return "Reproduciendo \u00ab" + scenarios.scenarioName + "\u00bb: paso "
+                    + Math.min(scenarios.stepIndex + 1, scenarios.stepCount) + " de " + scenarios.stepCount
+                    + ", " + seconds(scenarios.elapsedMs)
+        const results = scenarios.results
+        if (results.length === 0)
+            return "Graba lo que envía la mesa, o reproduce un escenario y comprueba qué hace el destino"
+        const failed = results.filter(result => !result.passed).length
+        return "\u00ab" + scenarios.scenarioName + "\u00bb: " + (results.length - failed) + " correctas, "
+                + failed + " fallidas"
+    }
+
+    objectName: "scenarioPanel"
+    Layout.fillWidth: true
+    Layout.preferredHeight: scenarioColumn.implicitHeight + 20
+
+    ColumnLayout {
+        id: scenarioColumn
+
+        anchors.fill: parent
+        anchors.margins: 10
+        spacing: 6
+
+        RowLayout {
+            spacing: 8
+            Layout.fillWidth: true
+
+            Caption { text: "Escenarios:" }
+            Button {
+                objectName: "recordButton"
+                text: scenarioPanel.ready && scenarios.recording ? "Parar grabación" : "Grabar"
+                enabled: scenarioPanel.ready && !scenarios.playing
+                onClicked: {
+                    if (scenarios.recording)
+                        saveDialog.open()
+                    else
+                        scenarios.startRecording()
+                }
+            }
+            Button {
+                objectName: "playButton"
+                text: "Reproducir..."
+                enabled: scenarioPanel.ready && !scenarioPanel.busy
+                onClicked: openDialog.open()
+            }
+            Button {
+                objectName: "stopScenarioButton"
+                text: "Parar"
+                enabled: scenarioPanel.ready && scenarios.playing
+                onClicked: scenarios.stopPlaying()
+            }
+            ProgressBar {
+                objectName: "scenarioProgress"
+                visible: scenarioPanel.ready && scenarios.playing
+                from: 0
+                to: scenarioPanel.ready ? Math.max(1, scenarios.stepCount) : 1
+                value: scenarioPanel.ready ? scenarios.stepIndex : 0
+                Layout.preferredWidth: 160
+            }
+            Text {
+                objectName: "scenarioStatus"
+                text: scenarioPanel.statusText()
+                color: scenarioPanel.ready && scenarios.recording ? Palette.stopped : Palette.text
+                font.pixelSize: 12
+                elide: Text.ElideRight
+                Layout.fillWidth: true
+            }
+        }
+
+        ListView {
+            objectName: "scenarioResults"
+            visible: count > 0
+            clip: true
+            model: scenarioPanel.ready ? scenarios.results : []
+            implicitHeight: Math.min(count, 4) * 16
+            Layout.fillWidth: true
+            Layout.preferredHeight: implicitHeight
+            ScrollBar.vertical: ScrollBar {}
+            onCountChanged: Qt.callLater(positionViewAtEnd)
+
+            delegate: Text {
+                required property var modelData
+
+                width: ListView.view.width
+                height: 16
+                text: (modelData.passed ? "\u2714 " : "\u2718 ") + "paso " + modelData.step + ": "
+                      + modelData.description + " \u2014 " + modelData.detail
+                color: modelData.passed ? Palette.running : Palette.stopped
+                font.pixelSize: 11
+                font.family: "Consolas, monospace"
+                elide: Text.ElideRight
+            }
+        }
+    }
+
+    FileDialog {
+        id: saveDialog
+
+        title: "Guardar el escenario grabado"
+        fileMode: FileDialog.SaveFile
+        nameFilters: ["Escenarios JSON (*.json)", "All files (*.*)"]
+        parentWindow: scenarioPanel.Window.window
+
+        onAccepted: scenarios.stopRecording(Rules.urlToLocalPath(selectedFile))
+        onRejected: scenarios.stopRecording("")
+    }
+
+    FileDialog {
+        id: openDialog
+
+        title: "Selecciona un escenario"
+        fileMode: FileDialog.OpenFile
+        nameFilters: ["Escenarios JSON (*.json)", "All files (*.*)"]
+        parentWindow: scenarioPanel.Window.window
+
+        onAccepted: scenarios.play(Rules.urlToLocalPath(selectedFile))
+    }
+}

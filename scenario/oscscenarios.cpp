@@ -1,0 +1,122 @@
+#include "oscscenarios.h"
+
+#include "oscemulatorbackend.h"
+#include "oscmonitor.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+OscScenarios::OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent)
+    : QObject(parent)
+    , m_backend(backend)
+    , m_monitor(monitor)
+    , m_recorder(backend)
+    , m_player(backend, monitor)
+{
+    m_clockTick.setInterval(100);
+    connect(&m_clockTick, &QTimer::timeout, this, &OscScenarios::progressChanged);
+    connect(&m_recorder, &Scenario::Recorder::stepRecorded, this, &OscScenarios::progressChanged);
+    connect(&m_player, &Scenario::Player::stepStarted, this, &OscScenarios::progressChanged);
+    connect(&m_player, &Scenario::Player::stepFinished, this, [this](const Scenario::StepResult &result) {
+        const Scenario::Step &step = m_file.steps.at(result.index);
+        if (!step.isExpectation())
+            return;
+        m_results.append(QVariantMap{{QStringLiteral("step"), result.index},
+                                     {QStringLiteral("description"), Scenario::describeStep(step)},
+                                     {QStringLiteral("passed"), result.passed},
+                                     {QStringLiteral("detail"), result.detail}});
+        emit resultsChanged();
+    });
+    connect(&m_player, &Scenario::Player::finished, this, [this](int passed, int failed, bool stopped) {
+        m_clockTick.stop();
+        const QString summary = QStringLiteral("Scenario \"%1\" %2: %3 expectations passed, %4 failed.")
+                                        .arg(m_name, stopped ? QStringLiteral("stopped") : QStringLiteral("finished"))
+                                        .arg(passed)
+                                        .arg(failed);
+        m_backend->addLogMessage(summary, failed > 0 || stopped ? QtWarningMsg : QtInfoMsg);
+        emit playingChanged();
+        emit progressChanged();
+    });
+}
+
+int OscScenarios::elapsedMs() const
+{
+    return int(m_recorder.isRecording() ? m_recorder.elapsedMs() : m_player.elapsedMs());
+}
+
+void OscScenarios::startRecording()
+{
+    if (m_recorder.isRecording() || m_player.isPlaying())
+        return;
+    m_recorder.start();
+    m_clockTick.start();
+    m_backend->addLogMessage(QStringLiteral("Recording a scenario: every message the desk sends is a step."), QtInfoMsg);
+    emit recordingChanged();
+    emit progressChanged();
+}
+
+void OscScenarios::stopRecording(const QString &filePath)
+{
+    if (!m_recorder.isRecording())
+        return;
+    m_clockTick.stop();
+    Scenario::File file = m_recorder.stop();
+    emit recordingChanged();
+    if (filePath.isEmpty()) {
+        m_backend->addLogMessage(QStringLiteral("Recorded scenario discarded (%1 steps).").arg(file.steps.size()),
+                                 QtWarningMsg);
+        return;
+    }
+    QSaveFile out(filePath);
+    if (!out.open(QIODevice::WriteOnly) || out.write(Scenario::writeScenario(file)) < 0 || !out.commit()) {
+        m_backend->addLogMessage(QStringLiteral("Cannot write scenario file: %1").arg(out.errorString()), QtCriticalMsg);
+        return;
+    }
+    m_backend->addLogMessage(QStringLiteral("Recorded %1 steps to %2").arg(file.steps.size()).arg(filePath), QtInfoMsg);
+}
+
+void OscScenarios::play(const QString &filePath)
+{
+    if (m_recorder.isRecording() || m_player.isPlaying()) {
+        m_backend->addLogMessage(QStringLiteral("Cannot play a scenario while recording or playing one."), QtWarningMsg);
+        return;
+    }
+    QFile in(filePath);
+    QString error;
+    Scenario::File file;
+    if (!in.open(QIODevice::ReadOnly))
+        error = in.errorString();
+    else
+        Scenario::readScenario(in.readAll(), &file, &error);
+    if (!error.isEmpty()) {
+        m_backend->addLogMessage(QStringLiteral("Cannot play scenario %1: %2").arg(filePath, error), QtCriticalMsg);
+        return;
+    }
+    m_file = file;
+    m_name = file.name.isEmpty() ? QFileInfo(filePath).fileName() : file.name;
+    m_results.clear();
+    emit resultsChanged();
+    m_backend->addLogMessage(QStringLiteral("Playing scenario \"%1\": %2 steps.").arg(m_name).arg(file.steps.size()),
+                             QtInfoMsg);
+    // What the scenario expects to hear must be listening.
+    bool device = false;
+    bool monitor = false;
+    for (const Scenario::Step &step : file.steps) {
+        device = device || step.kind == Scenario::Step::Kind::ExpectDevice;
+        monitor = monitor || step.kind == Scenario::Step::Kind::ExpectMonitor
+                || step.kind == Scenario::Step::Kind::ExpectNone;
+    }
+    if (device && !m_backend->isRunning())
+        m_backend->startEmulation();
+    if (monitor && !m_monitor->running())
+        m_monitor->start();
+    m_clockTick.start();
+    m_player.start(file);
+    emit playingChanged();
+}
+
+void OscScenarios::stopPlaying()
+{
+    m_player.stop();
+}

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "scenarioplayer.h"
+#include "scenariorecorder.h"
+
+#include <QObject>
+#include <QTimer>
+#include <QVariantList>
+
+class OscEmulatorBackend;
+class OscMonitor;
+
+// Recording and playing scenarios in the window, published to QML as `scenarios`. Every
+// outcome ends as a line of the desk's log; the expectations' results are listed too.
+class OscScenarios : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(bool recording READ recording NOTIFY recordingChanged)
+    Q_PROPERTY(int recordedSteps READ recordedSteps NOTIFY progressChanged)
+    Q_PROPERTY(bool playing READ playing NOTIFY playingChanged)
+    Q_PROPERTY(QString scenarioName READ scenarioName NOTIFY playingChanged)
+    Q_PROPERTY(int stepIndex READ stepIndex NOTIFY progressChanged)
+    Q_PROPERTY(int stepCount READ stepCount NOTIFY playingChanged)
+    Q_PROPERTY(int elapsedMs READ elapsedMs NOTIFY progressChanged)
+    Q_PROPERTY(QVariantList results READ results NOTIFY resultsChanged)
+
+public:
+    OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent = nullptr);
+
+    bool recording() const { return m_recorder.isRecording(); }
+    int recordedSteps() const { return m_recorder.stepCount(); }
+    bool playing() const { return m_player.isPlaying(); }
+    QString scenarioName() const { return m_name; }
+    int stepIndex() const { return m_player.stepIndex(); }
+    int stepCount() const { return int(m_file.steps.size()); }
+    int elapsedMs() const;
+    QVariantList results() const { return m_results; }
+
+    Q_INVOKABLE void startRecording();
+    // Ends the recording and writes it to `filePath`; an empty path discards it.
+    Q_INVOKABLE void stopRecording(const QString &filePath);
+    Q_INVOKABLE void play(const QString &filePath);
+    Q_INVOKABLE void stopPlaying();
+
+signals:
+    void recordingChanged();
+    void playingChanged();
+    void progressChanged();
+    void resultsChanged();
+
+private:
+    OscEmulatorBackend *m_backend;
+    OscMonitor *m_monitor;
+    Scenario::Recorder m_recorder;
+    Scenario::Player m_player;
+    Scenario::File m_file;
+    QString m_name;
+    QVariantList m_results;
+    QTimer m_clockTick; // the elapsed time shown while recording or playing
+};

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QVariantList>
+
+#include <optional>
+
+// A scenario: a file of timed sends to the target and expectations on what the emulated
+// device and the monitor hear, checked whole before anything is sent.
+//
+// {"formatVersion": 1, "name": "...", "target": {"host": "127.0.0.1", "port": 8000},
+//  "steps": [{"at": 0, "send": {"address": "/a", "tags": "f", "values": [1.0], "bundle": true}},
+//            {"wait": 100},
+//            {"expect": {"device": {"universe": 0, "channel": 2, "value": 200, "tolerance": 0}}, "within": 500},
+//            {"expect": {"monitor": {"address": "/deck1/*", "values": [1.0], "tolerance": 0.001}}},
+//            {"expect": {"none": {"address": "/deck1/*"}}, "within": 200}]}
+namespace Scenario {
+
+constexpr int kFormatVersion = 1;
+constexpr int kDefaultWithinMs = 1000;
+
+struct Step
+{
+    enum class Kind { Send, Wait, ExpectDevice, ExpectMonitor, ExpectNone };
+
+    Kind kind = Kind::Wait;
+    std::optional<qint64> at;  // milliseconds from the start; absent: after the step before
+    // send
+    QString address;           // also the pattern of a monitor or none expectation
+    QString tags;              // without the ','
+    QVariantList values;       // also the values a monitor expectation wants, when given
+    bool bundle = false;
+    // wait, and how long an expectation may take
+    qint64 milliseconds = 0;
+    // device
+    int universe = 0;
+    int channel = 0;
+    int value = 0;
+    double tolerance = 0;
+    bool hasValues = false;    // monitor: whether values were given
+
+    bool isExpectation() const { return kind >= Kind::ExpectDevice; }
+};
+
+struct File
+{
+    QString name;
+    std::optional<QString> targetHost;
+    std::optional<int> targetPort;
+    QList<Step> steps;
+};
+
+// Reads a scenario; false with the first fault in *error, which names the step's index
+// and the key ("step 3: \"tags\" ...").
+bool readScenario(const QByteArray &json, File *out, QString *error);
+
+// The scenario as a file that readScenario reads back to the same steps.
+QByteArray writeScenario(const File &file);
+
+// What a step says, for result lines: "send /a ,f 1", "expect device universe 0 channel 2 = 200".
+QString describeStep(const Step &step);
+
+} // namespace Scenario

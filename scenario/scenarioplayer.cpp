@@ -1,0 +1,219 @@
+#include "scenarioplayer.h"
+
+#include "oscdecoder.h"
+#include "oscemulatorbackend.h"
+#include "oscformat.h"
+#include "oscmonitor.h"
+#include "oscpattern.h"
+
+#include <cmath>
+
+namespace Scenario {
+
+namespace {
+// How often a device expectation looks at the received values.
+constexpr int kPollMs = 5;
+
+// Whether a received value is the one wanted: numbers within the tolerance, texts and
+// true/false/null alike.
+bool sameValue(const QVariant &wanted, const QVariant &heard, double tolerance)
+{
+    switch (wanted.typeId()) {
+    case QMetaType::Bool:
+        return heard.typeId() == QMetaType::Bool && heard.toBool() == wanted.toBool();
+    case QMetaType::QString:
+        return heard.typeId() == QMetaType::QString && heard.toString() == wanted.toString();
+    case QMetaType::Nullptr:
+    case QMetaType::UnknownType:
+        return heard.typeId() == QMetaType::Nullptr;
+    default: {
+        bool numeric = false;
+        const double value = heard.toDouble(&numeric);
+        return numeric && heard.typeId() != QMetaType::Bool && std::abs(value - wanted.toDouble()) <= tolerance;
+    }
+    }
+}
+} // namespace
+
+Player::Player(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent)
+    : QObject(parent)
+    , m_backend(backend)
+    , m_monitor(monitor)
+{
+    m_timer.setSingleShot(true);
+    m_timer.setTimerType(Qt::PreciseTimer);
+    m_poll.setInterval(kPollMs);
+    connect(&m_timer, &QTimer::timeout, this, [this] {
+        if (m_waitingForStep)
+            runStep();
+        else
+            deadline();
+    });
+    connect(&m_poll, &QTimer::timeout, this, &Player::checkDevice);
+    if (m_monitor) {
+        m_monitor->addMessageObserver([this](const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message) {
+            hear(packet, message);
+        });
+    }
+}
+
+void Player::start(const File &file, const std::optional<std::pair<QString, int>> &target)
+{
+    if (m_playing)
+        stop();
+    m_file = file;
+    m_index = -1;
+    m_passed = 0;
+    m_failed = 0;
+    m_lateness.clear();
+    m_restoreTarget.reset();
+    const QString host = target ? target->first : file.targetHost.value_or(m_backend->oscTargetHost());
+    const int port = target ? target->second : file.targetPort.value_or(m_backend->oscTargetPort());
+    if (host != m_backend->oscTargetHost() || port != m_backend->oscTargetPort()) {
+        m_restoreTarget = std::make_pair(m_backend->oscTargetHost(), m_backend->oscTargetPort());
+        m_backend->setOscTargetHost(host);
+        m_backend->setOscTargetPort(port);
+    }
+    m_playing = true;
+    m_clock.start();
+    m_due = 0;
+    scheduleStep();
+}
+
+void Player::stop()
+{
+    if (m_playing)
+        end(true);
+}
+
+// The next step runs at its "at", or as soon as the one before it has finished.
+void Player::scheduleStep()
+{
+    ++m_index;
+    if (m_index >= m_file.steps.size()) {
+        end(false);
+        return;
+    }
+    const Step &step = m_file.steps.at(m_index);
+    const qint64 now = m_clock.elapsed();
+    m_due = step.at ? qMax(*step.at, now) : now;
+    m_waitingForStep = true;
+    m_timer.start(int(m_due - now));
+}
+
+void Player::runStep()
+{
+    m_waitingForStep = false;
+    const Step &step = m_file.steps.at(m_index);
+    emit stepStarted(m_index);
+    switch (step.kind) {
+    case Step::Kind::Send:
+        m_lateness.append(m_clock.nsecsElapsed() / 1000 - m_due * 1000);
+        m_backend->sendTypedMessage(step.address, step.tags, step.values, step.bundle);
+        finishStep(true, QString());
+        return;
+    case Step::Kind::Wait:
+        m_timer.start(int(step.milliseconds));
+        return;
+    case Step::Kind::ExpectDevice:
+        m_lastSeen.clear();
+        m_timer.start(int(step.milliseconds));
+        m_poll.start();
+        checkDevice();
+        return;
+    case Step::Kind::ExpectMonitor:
+    case Step::Kind::ExpectNone:
+        m_lastSeen.clear();
+        m_timer.start(int(step.milliseconds));
+        return;
+    }
+}
+
+void Player::finishStep(bool passed, const QString &detail)
+{
+    m_timer.stop();
+    m_poll.stop();
+    const Step &step = m_file.steps.at(m_index);
+    if (step.isExpectation())
+        ++(passed ? m_passed : m_failed);
+    emit stepFinished(StepResult{m_index, passed, detail});
+    if (m_playing)
+        scheduleStep();
+}
+
+void Player::checkDevice()
+{
+    const Step &step = m_file.steps.at(m_index);
+    const int value = m_backend->getChannelValue(step.channel);
+    if (std::abs(value - step.value) <= step.tolerance)
+        finishStep(true, QStringLiteral("saw %1 after %2 ms").arg(value).arg(m_clock.elapsed() - m_due));
+}
+
+void Player::hear(const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message)
+{
+    if (!m_playing || m_waitingForStep || m_index < 0)
+        return;
+    const Step &step = m_file.steps.at(m_index);
+    if (step.kind != Step::Kind::ExpectMonitor && step.kind != Step::Kind::ExpectNone)
+        return;
+    const QString address = packet.address(message);
+    if (!Osc::oscPatternMatches(step.address, address))
+        return;
+    m_lastSeen = Osc::formatOscMessage(packet, message);
+    const QString after = QStringLiteral(" after %1 ms").arg(m_clock.elapsed() - m_due);
+    if (step.kind == Step::Kind::ExpectNone) {
+        finishStep(false, QStringLiteral("saw ") + m_lastSeen + after);
+        return;
+    }
+    if (step.hasValues) {
+        if (message.argumentCount != step.values.size())
+            return;
+        for (int i = 0; i < message.argumentCount; ++i) {
+            if (!sameValue(step.values.at(i), packet.value(packet.argument(message, i)), step.tolerance))
+                return;
+        }
+    }
+    finishStep(true, QStringLiteral("saw ") + m_lastSeen + after);
+}
+
+// An expectation's time ran out; a wait's end is its success.
+void Player::deadline()
+{
+    const Step &step = m_file.steps.at(m_index);
+    switch (step.kind) {
+    case Step::Kind::Wait:
+        finishStep(true, QString());
+        return;
+    case Step::Kind::ExpectNone:
+        finishStep(true, QStringLiteral("heard nothing matching in %1 ms").arg(step.milliseconds));
+        return;
+    case Step::Kind::ExpectDevice:
+        finishStep(false, QStringLiteral("saw %1 at the end of %2 ms").arg(m_backend->getChannelValue(step.channel))
+                                  .arg(step.milliseconds));
+        return;
+    case Step::Kind::ExpectMonitor:
+        finishStep(false, m_lastSeen.isEmpty()
+                                  ? QStringLiteral("heard nothing matching in %1 ms").arg(step.milliseconds)
+                                  : QStringLiteral("heard only %1 in %2 ms").arg(m_lastSeen).arg(step.milliseconds));
+        return;
+    case Step::Kind::Send:
+        return;
+    }
+}
+
+void Player::end(bool stopped)
+{
+    m_timer.stop();
+    m_poll.stop();
+    m_playing = false;
+    m_waitingForStep = false;
+    m_endedAt = m_clock.elapsed();
+    if (m_restoreTarget) {
+        m_backend->setOscTargetHost(m_restoreTarget->first);
+        m_backend->setOscTargetPort(m_restoreTarget->second);
+        m_restoreTarget.reset();
+    }
+    emit finished(m_passed, m_failed, stopped);
+}
+
+} // namespace Scenario

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "scenario.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+
+#include <optional>
+
+class OscEmulatorBackend;
+class OscMonitor;
+namespace Osc {
+struct OscPacket;
+struct OscDecodedMessage;
+}
+
+namespace Scenario {
+
+// The outcome of one step: sends and waits always pass; an expectation says what it saw.
+struct StepResult
+{
+    int index = 0;
+    bool passed = true;
+    QString detail; // what was seen, for an expectation
+};
+
+// Plays a scenario, checked beforehand, through the desk's own send path, keeping its
+// times, and checks its expectations against the emulated device and the monitor (which
+// the caller starts). One scenario at a time.
+class Player : public QObject
+{
+    Q_OBJECT
+public:
+    // monitor may be null when no step expects it.
+    Player(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent = nullptr);
+
+    // Plays `file` to the scenario's target, or to `target` (host, port) when given, or to
+    // the desk's when neither is; the desk's target is back as it was at the end.
+    void start(const File &file, const std::optional<std::pair<QString, int>> &target = std::nullopt);
+    void stop();
+    bool isPlaying() const { return m_playing; }
+    qint64 elapsedMs() const { return m_playing ? m_clock.elapsed() : m_endedAt; }
+    int stepIndex() const { return m_index; }
+    // How late each send left against its time, in microseconds, in order.
+    const QList<qint64> &sendLateness() const { return m_lateness; }
+
+signals:
+    void stepStarted(int index);
+    void stepFinished(const Scenario::StepResult &result);
+    // After the last step, or after stop() with stopped true.
+    void finished(int passed, int failed, bool stopped);
+
+private:
+    void scheduleStep();
+    void runStep();
+    void finishStep(bool passed, const QString &detail);
+    void checkDevice();
+    void hear(const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message);
+    void deadline();
+    void end(bool stopped);
+
+    OscEmulatorBackend *m_backend;
+    OscMonitor *m_monitor;
+    File m_file;
+    QElapsedTimer m_clock;
+    QTimer m_timer;     // the next step's time, a wait's end, an expectation's deadline
+    QTimer m_poll;      // the device's values while a device expectation waits
+    int m_index = -1;
+    bool m_playing = false;
+    bool m_waitingForStep = false;
+    qint64 m_due = 0;   // milliseconds from the start
+    qint64 m_endedAt = 0;
+    int m_passed = 0;
+    int m_failed = 0;
+    QString m_lastSeen; // the last message an expectation heard that matched its address
+    QList<qint64> m_lateness;
+    std::optional<std::pair<QString, int>> m_restoreTarget;
+};
+
+} // namespace Scenario
