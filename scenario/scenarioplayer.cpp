@@ -13,6 +13,8 @@ namespace Scenario {
 namespace {
 // How often a device expectation looks at the received values.
 constexpr int kPollMs = 5;
+// Messages kept between two steps, at most.
+constexpr int kMaxHeardBetweenSteps = 1000;
 
 // Whether a received value is the one wanted: numbers within the tolerance, texts and
 // true/false/null alike.
@@ -97,6 +99,7 @@ void Player::scheduleStep()
     const Step &step = m_file.steps.at(m_index);
     const qint64 now = m_clock.elapsed();
     m_due = step.at ? qMax(*step.at, now) : now;
+    m_heardBetweenSteps.clear();
     m_waitingForStep = true;
     m_timer.start(int(m_due - now));
 }
@@ -122,10 +125,17 @@ void Player::runStep()
         checkDevice();
         return;
     case Step::Kind::ExpectMonitor:
-    case Step::Kind::ExpectNone:
+    case Step::Kind::ExpectNone: {
         m_lastSeen.clear();
         m_timer.start(int(step.milliseconds));
+        const QList<Heard> before = std::exchange(m_heardBetweenSteps, {});
+        for (const Heard &heard : before) {
+            if (m_index < 0 || m_waitingForStep || m_file.steps.at(m_index).kind != step.kind)
+                break; // decided by an earlier one
+            consider(heard);
+        }
         return;
+    }
     }
 }
 
@@ -151,25 +161,37 @@ void Player::checkDevice()
 
 void Player::hear(const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message)
 {
-    if (!m_playing || m_waitingForStep || m_index < 0)
+    if (!m_playing || m_index < 0)
         return;
+    const Step::Kind kind = m_file.steps.at(m_index).kind;
+    const bool expecting = !m_waitingForStep && (kind == Step::Kind::ExpectMonitor || kind == Step::Kind::ExpectNone);
+    if (!expecting && (!m_waitingForStep || m_heardBetweenSteps.size() >= kMaxHeardBetweenSteps))
+        return;
+    Heard heard{packet.address(message), {}, Osc::formatOscMessage(packet, message)};
+    for (int i = 0; i < message.argumentCount; ++i)
+        heard.values.append(packet.value(packet.argument(message, i)));
+    if (expecting)
+        consider(heard);
+    else
+        m_heardBetweenSteps.append(heard);
+}
+
+void Player::consider(const Heard &heard)
+{
     const Step &step = m_file.steps.at(m_index);
-    if (step.kind != Step::Kind::ExpectMonitor && step.kind != Step::Kind::ExpectNone)
+    if (!Osc::oscPatternMatches(step.address, heard.address))
         return;
-    const QString address = packet.address(message);
-    if (!Osc::oscPatternMatches(step.address, address))
-        return;
-    m_lastSeen = Osc::formatOscMessage(packet, message);
+    m_lastSeen = heard.text;
     const QString after = QStringLiteral(" after %1 ms").arg(m_clock.elapsed() - m_due);
     if (step.kind == Step::Kind::ExpectNone) {
         finishStep(false, QStringLiteral("saw ") + m_lastSeen + after);
         return;
     }
     if (step.hasValues) {
-        if (message.argumentCount != step.values.size())
+        if (heard.values.size() != step.values.size())
             return;
-        for (int i = 0; i < message.argumentCount; ++i) {
-            if (!sameValue(step.values.at(i), packet.value(packet.argument(message, i)), step.tolerance))
+        for (qsizetype i = 0; i < heard.values.size(); ++i) {
+            if (!sameValue(step.values.at(i), heard.values.at(i), step.tolerance))
                 return;
         }
     }

@@ -56,7 +56,15 @@ private:
     void runStep();
     void finishStep(bool passed, const QString &detail);
     void checkDevice();
+    // A message the monitor heard, kept as long as the step it may answer needs it.
+    struct Heard
+    {
+        QString address;
+        QVariantList values;
+        QString text;
+    };
     void hear(const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message);
+    void consider(const Heard &heard);
     void deadline();
     void end(bool stopped);
 
@@ -74,6 +82,9 @@ private:
     int m_passed = 0;
     int m_failed = 0;
     QString m_lastSeen; // the last message an expectation heard that matched its address
+    // Heard between two steps (an answer may come before the expectation after its send
+    // begins): the expectation looks at these first.
+    QList<Heard> m_heardBetweenSteps;
     QList<qint64> m_lateness;
     std::optional<std::pair<QString, int>> m_restoreTarget;
 };

@@ -158,7 +158,7 @@ TestCase {
         waitForRendering(mainWindow.contentItem)
         compare(child("statusText").text, "Ready")
         mouseClick(child("startButton"))
-        verify(backend.isRunning)
+        verify(backend.isRunning, lastLogLine())
         compare(child("statusText").text, "Listening OSC on UDP 9000")
         compare(child("statusDetailText").text, "Packets: 0 | Port: 9000")
         verify(!child("startButton").enabled && child("stopButton").enabled)

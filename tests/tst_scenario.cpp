@@ -1,0 +1,170 @@
+#include "scenario.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUdpSocket>
+#include <QXmlStreamReader>
+
+// Scenario files: what a bad one is told, and whole runs of the program without a window
+// against its own emulated device and monitor.
+class TestScenario : public QObject
+{
+    Q_OBJECT
+private slots:
+    void invalidFiles_data();
+    void invalidFiles();
+    void writtenFileReadsBack();
+    void headlessRuns_data();
+    void headlessRuns();
+};
+
+void TestScenario::invalidFiles_data()
+{
+    QTest::addColumn<QByteArray>("steps");
+    QTest::addColumn<QString>("error");
+
+    const auto row = [](const char *name, const char *steps, const char *error) {
+        QTest::newRow(name) << QByteArray(steps) << QString::fromUtf8(error);
+    };
+    row("unknown step key", R"([{"sned": {}}])", R"(step 0: unknown key "sned")");
+    row("two kinds", R"([{"wait": 1, "send": {"address": "/a"}}])", R"(step 0: a step is one of "send", "wait" or "expect")");
+    row("negative at", R"([{"wait": 1}, {"at": -5, "wait": 1}])", R"(step 1: "at" must be a number at least 0)");
+    row("within on a send", R"([{"send": {"address": "/a"}, "within": 5}])", R"(step 0: "within" goes with "expect")");
+    row("address", R"([{"send": {"address": "deck"}}])", R"(step 0: "address" must begin with '/')");
+    row("too few values", R"([{"send": {"address": "/a", "tags": "iii", "values": [1, 2]}}])",
+        R"(step 0: "tags" and "values" do not match: ',iii' takes 3 values, got 2)");
+    row("value type", R"([{"send": {"address": "/a", "tags": "fs", "values": [1, 2]}}])",
+        R"(step 0: "values"[1] must be a text for 's')");
+    row("whole number", R"([{"send": {"address": "/a", "tags": "i", "values": [1.5]}}])",
+        R"(step 0: "values"[0] must be a whole number for 'i')");
+    row("unknown tag", R"([{"send": {"address": "/a", "tags": "r", "values": [1]}}])",
+        R"(step 0: "tags": unknown type tag 'r' (the desk sends i h f d s b T F N I))");
+    row("bundle type", R"([{"send": {"address": "/a", "bundle": "yes"}}])", R"(step 0: "bundle" must be true or false)");
+    row("unknown expectation", R"([{"expect": {"light": {}}}])",
+        R"(step 0: unknown expectation "light" (device, monitor or none))");
+    row("channel 513", R"([{"expect": {"device": {"universe": 0, "channel": 513, "value": 1}}}])",
+        R"(step 0: "channel" must be a whole number from 1 to 512)");
+    row("universe 1", R"([{"expect": {"device": {"universe": 1, "channel": 1, "value": 1}}}])",
+        R"(step 0: "universe" must be 0: the emulated device keeps universe 0 only)");
+    row("monitor key", R"([{"expect": {"monitor": {"address": "/a", "value": 1}}}])", R"(step 0: unknown key "value")");
+    row("no steps", R"("none")", R"("steps" must be an array)");
+}
+
+void TestScenario::invalidFiles()
+{
+    QFETCH(QByteArray, steps);
+    QFETCH(QString, error);
+    Scenario::File file;
+    QString said;
+    QVERIFY(!Scenario::readScenario(R"({"formatVersion": 1, "steps": )" + steps + "}", &file, &said));
+    QCOMPARE(said, error);
+}
+
+void TestScenario::writtenFileReadsBack()
+{
+    const QByteArray json = R"({"formatVersion": 1, "name": "n", "target": {"host": "::1", "port": 9},
+        "steps": [{"at": 0, "send": {"address": "/a", "tags": ",hfsTb", "values": ["9007199254740993", 0.1, "x", "y"],
+                   "bundle": true}}, {"wait": 7},
+                  {"expect": {"device": {"universe": 0, "channel": 5, "value": 9, "tolerance": 2}}, "within": 30},
+                  {"expect": {"monitor": {"address": "/b/*", "values": [1, "s", true, null], "tolerance": 0.5}}},
+                  {"expect": {"none": {"address": "/c"}}, "within": 0}]})";
+    Scenario::File first;
+    Scenario::File second;
+    QString error;
+    QVERIFY2(Scenario::readScenario(json, &first, &error), qPrintable(error));
+    QVERIFY2(Scenario::readScenario(Scenario::writeScenario(first), &second, &error), qPrintable(error));
+    QCOMPARE(Scenario::writeScenario(second), Scenario::writeScenario(first));
+    QCOMPARE(second.steps.size(), 5);
+    QCOMPARE(second.steps.at(0).values.at(0).toLongLong(), 9007199254740993LL);
+    QCOMPARE(Scenario::describeStep(second.steps.at(0)), "send [bundle] /a ,hfsTb 9007199254740993 0.1 x y");
+    QCOMPARE(second.steps.at(2).milliseconds, 30);
+    QCOMPARE(second.steps.at(3).milliseconds, Scenario::kDefaultWithinMs);
+}
+
+static quint16 freePort()
+{
+    QUdpSocket probe;
+    probe.bind(QHostAddress::AnyIPv4, 0);
+    return probe.localPort();
+}
+
+void TestScenario::headlessRuns_data()
+{
+    QTest::addColumn<QStringList>("files");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("lastLine");
+    QTest::addColumn<QStringList>("failures"); // the JUnit failure messages
+
+    const QString examples = qEnvironmentVariable("OSC_EXAMPLES_DIR") + "/scenarios/";
+    QTest::newRow("the device loop") << QStringList{examples + "device-loop.json"} << 0 << "3 passed, 0 failed"
+                                     << QStringList();
+    QTest::newRow("a failure on purpose")
+            << QStringList{examples + "device-loop.json", examples + "fails-on-purpose.json"} << 1
+            << "4 passed, 1 failed"
+            << QStringList{"expect device universe 0 channel 3 = 101; saw 100 at the end of 300 ms"};
+    QTest::newRow("the monitor hears the desk") << QStringList{"monitor.json"} << 1 << "3 passed, 1 failed"
+                                                << QStringList{"expect none /deck1/* within 300 ms; saw /deck1/cue ,T true after "};
+    QTest::newRow("an invalid file sends nothing")
+            << QStringList{examples + "device-loop.json", "invalid.json"} << 2 << "invalid.json: step 1: \"wait\" must be a number at least 0"
+            << QStringList();
+}
+
+void TestScenario::headlessRuns()
+{
+    QFETCH(QStringList, files);
+    QFETCH(int, exitCode);
+    QFETCH(QString, lastLine);
+    QFETCH(QStringList, failures);
+    QTemporaryDir dir;
+    QDir::setCurrent(dir.path());
+    const quint16 monitorPort = freePort();
+    QFile monitor("monitor.json");
+    QVERIFY(monitor.open(QIODevice::WriteOnly));
+    monitor.write(QStringLiteral(R"({"formatVersion": 1, "target": {"host": "127.0.0.1", "port": %1}, "steps": [
+        {"send": {"address": "/deck1/play", "tags": "f", "values": [1.0], "bundle": true}},
+        {"expect": {"monitor": {"address": "/deck1/p*", "values": [0.999], "tolerance": 0.01}}, "within": 2000},
+        {"expect": {"none": {"address": "/deck2/*"}}, "within": 100},
+        {"send": {"address": "/deck1/cue", "tags": "T"}},
+        {"expect": {"monitor": {"address": "/deck1/cue", "values": [true]}}, "within": 2000},
+        {"send": {"address": "/deck1/cue", "tags": "T"}},
+        {"expect": {"none": {"address": "/deck1/*"}}, "within": 300}]})").arg(monitorPort).toUtf8());
+    monitor.close();
+    QFile invalid("invalid.json");
+    QVERIFY(invalid.open(QIODevice::WriteOnly));
+    invalid.write(R"({"formatVersion": 1, "steps": [{"wait": 1}, {"wait": -1}]})");
+    invalid.close();
+
+    QProcess run;
+    run.start(qEnvironmentVariable("OSC_PROGRAM"), QStringList{"--run"} + files
+                      + QStringList{"--monitor-port", QString::number(monitorPort), "--junit", "results.xml"});
+    QVERIFY(run.waitForFinished(30000));
+    QCOMPARE(run.exitCode(), exitCode);
+    const QString output = QString::fromUtf8(exitCode == 2 ? run.readAllStandardError() : run.readAllStandardOutput());
+    QCOMPARE(output.trimmed().split('\n').last(), lastLine);
+    if (exitCode == 2) {
+        QVERIFY2(!output.contains("SENT"), qPrintable(output));
+        return;
+    }
+    QFile junit("results.xml");
+    QVERIFY(junit.open(QIODevice::ReadOnly));
+    QXmlStreamReader xml(&junit);
+    QStringList said;
+    int suites = 0;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        suites += xml.name() == u"testsuite" ? 1 : 0;
+        if (xml.name() == u"failure")
+            said << xml.attributes().value("message").toString();
+    }
+    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
+    QCOMPARE(suites, files.size());
+    QCOMPARE(said.size(), failures.size());
+    for (int i = 0; i < said.size(); ++i)
+        QVERIFY2(said.at(i).startsWith(failures.at(i)), qPrintable(said.at(i)));
+}
+
+QTEST_GUILESS_MAIN(TestScenario)
+#include "tst_scenario.moc"
