@@ -347,8 +347,19 @@ QByteArray writeScenario(const File &file)
         }
         steps.append(object);
     }
-    root.insert("steps", steps);
-    return QJsonDocument(root).toJson(QJsonDocument::Indented);
+    // One line per key and per step, so that a recording reads, and diffs, step by step.
+    const auto compact = [](const QJsonValue &value) {
+        const QByteArray wrapped = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+        return wrapped.mid(1, wrapped.size() - 2);
+    };
+    QByteArray text = "{\n";
+    for (auto it = root.begin(); it != root.end(); ++it)
+        text += "    \"" + it.key().toUtf8() + "\": " + compact(it.value()) + ",\n";
+    text += "    \"steps\": [";
+    for (qsizetype i = 0; i < steps.size(); ++i)
+        text += (i == 0 ? "\n        " : ",\n        ") + compact(steps.at(i));
+    text += steps.isEmpty() ? "]\n}\n" : "\n    ]\n}\n";
+    return text;
 }
 
 QString describeStep(const Step &step)

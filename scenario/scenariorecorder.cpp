@@ -2,6 +2,7 @@
 
 #include "oscdecoder.h"
 #include "oscemulatorbackend.h"
+#include "oscformat.h"
 
 #include <QDateTime>
 
@@ -33,6 +34,10 @@ Recorder::Recorder(OscEmulatorBackend *backend, QObject *parent)
                 break;
             case 'b':
                 step.values.append(QString::fromUtf8(value.toByteArray()));
+                break;
+            case 'f':
+                // The shortest decimal that reads back as the same float: 0.527, not 0.5270000100135803.
+                step.values.append(Osc::formatOscArgument('f', packet.bytes(argument)).toDouble());
                 break;
             default:
                 step.values.append(value);

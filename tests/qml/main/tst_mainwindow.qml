@@ -227,6 +227,52 @@ TestCase {
         oscdump.stop()
     }
 
+    // What the desk sends while recording, played back: the same datagrams in the same
+    // order, as the TX lines' bytes and oscdump say.
+    function test_recordThenReplay() {
+        if (!testTools.isInstalled("oscdump"))
+            skip("liblo-tools is not installed")
+        verify(testTools.copyFile(examplesDir + "/osc_fixtures.json", testTools.configFolder + "/osc_fixtures.json"))
+        backend.oscTargetHost = "127.0.0.1"
+        backend.oscTargetPort = oscdump.start()
+        backend.sendAsBundle = false
+        backend.sendIntValues = false
+        openWindow()
+        mouseClick(child("reloadButton"))
+        mouseClick(child("scenarioToggle"))
+        waitForRendering(mainWindow.contentItem)
+        // The bytes of each TX line: bundling, size and hex (the description may word a value otherwise).
+        const sentLines = () => backend.logMessages.filter(line => line.indexOf("[INFO] TX OSC") >= 0)
+                                                   .map(line => /TX OSC (\[bundle\] )?.*(size=.*)/.exec(line).slice(1).join(""))
+
+        mouseClick(child("recordButton"))
+        verify(scenarios.recording)
+        const before = sentLines().length
+        mouseClick(findChild(control("Deck 1", "Play"), "btn"))
+        mouseClick(findChild(control("Deck 2", "Sync"), "btn"))
+        const pad = findChild(control("Deck 1", "Jog"), "pad")
+        mouseClick(pad, pad.width / 4, pad.height / 4)
+        mouseClick(child("bundleCheck"))
+        mouseClick(child("intValuesCheck"))
+        mouseClick(child("testButton"))
+        backend.sendOscTyped("/fx/name", "sbhdTFNI", ["é\"", "blob", 9007199254740993, -0.1])
+        const recorded = sentLines().slice(before)
+        compare(recorded.length, 6, JSON.stringify(recorded))
+        const heardThen = heard(recorded.length)
+        compare(scenarios.recordedSteps, recorded.length)
+        const file = testTools.configFolder + "/recorded.json"
+        scenarios.stopRecording(file)
+        verify(!scenarios.recording)
+
+        mouseClick(child("bundleCheck"))
+        scenarios.play(file)
+        tryVerify(() => !scenarios.playing, 5000)
+        const replayed = sentLines().slice(before + recorded.length)
+        compare(replayed, recorded)
+        compare(heard(recorded.length), heardThen)
+        oscdump.stop()
+    }
+
     function test_logColours_data() {
         return [
             { tag: "info", line: "[10:00:00] [INFO] TX OSC", colour: "#ffffff" },
