@@ -14,6 +14,7 @@ json() { echo "--benchmark_out_format=json" "--benchmark_out=$out/$1.json"; }
 # The debug output of hundreds of thousands of log lines goes to /dev/null, not the terminal.
 "$bench/bench_osc" --benchmark_repetitions=5 $(json osc) >/dev/null 2>&1
 "$bench/bench_send" --benchmark_repetitions=3 $(json send) >/dev/null 2>&1
+"$bench/bench_scenario" $(json scenario) >/dev/null 2>&1
 "$bench/bench_receive" $(json receive) >/dev/null 2>&1
 xvfb-run -a -s "-screen 0 1600x1000x24" "$bench/bench_desk" $(json desk) >/dev/null 2>&1
 python3 "$ROOT/bench/report.py" "$out"
