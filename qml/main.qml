@@ -107,6 +107,7 @@ ApplicationWindow {
                 objectName: "deskSplit"
 
                 orientation: Qt.Horizontal
+                clip: true
                 SplitView.fillHeight: true
                 SplitView.minimumHeight: logPanel.visible
                                          ? Math.max(0, Math.min(220, mainSplit.height - mainSplit.handleHeight

@@ -16,4 +16,5 @@ mkdir -p "$work/config"
     "$BUILD_DIR/tests/tst_desk_qml" -input "$ROOT/tools/screenshots/tst_screenshots.qml" >/dev/null)
 cp "$work/config/window.png" "$ROOT/docs/window.png"
 cp "$work/config/window-minimum.png" "$ROOT/docs/window-minimum.png"
-echo "Screenshots written to docs/window.png and docs/window-minimum.png"
+cp "$work/config/monitor.png" "$ROOT/docs/monitor.png"
+echo "Screenshots written to docs/window.png, docs/window-minimum.png and docs/monitor.png"

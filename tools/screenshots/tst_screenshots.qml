@@ -66,11 +66,26 @@ TestCase {
             testTools.run("oscsend", ["127.0.0.1", "9002"].concat(answer))
         testTools.run("python3", ["-c", "import socket; socket.socket(socket.AF_INET, socket.SOCK_DGRAM).sendto("
                                   + "bytes.fromhex('2f782f79000000002c697a00'), ('127.0.0.1', 9002))"])
+        // A scenario played to the end, its expectations listed.
+        mouseClick(child("scenarioToggle"))
+        waitForRendering(mainWindow.contentItem)
+        scenarios.play(examplesDir + "/scenarios/fails-on-purpose.json")
+        tryVerify(() => !scenarios.playing, 5000)
         wait(300)
         const rows = child("monitorRows")
         rows.currentIndex = rows.count - 2
         wait(300)
         save("window.png")
+
+        // The monitor beside the desk, with the room the other panels leave.
+        for (const name of ["statusToggle", "portToggle", "scenarioToggle"])
+            mouseClick(child(name))
+        waitForRendering(mainWindow.contentItem)
+        wait(300)
+        save("monitor.png")
+        for (const name of ["statusToggle", "portToggle", "scenarioToggle"])
+            mouseClick(child(name))
+        waitForRendering(mainWindow.contentItem)
 
         mainWindow.width = mainWindow.minimumWidth
         mainWindow.height = mainWindow.minimumHeight
