@@ -1,5 +1,6 @@
 #include "headlessmonitor.h"
 
+#include "endpoint.h"
 #include "oscemulatorport.h"
 #include "oscformat.h"
 
@@ -12,13 +13,6 @@
 #include <cstdio>
 
 namespace {
-QString hostAndPort(const QHostAddress &address, quint16 port)
-{
-    bool isIpv4 = false;
-    const quint32 ipv4 = address.toIPv4Address(&isIpv4);
-    return (isIpv4 ? QHostAddress(ipv4).toString() : QLatin1Char('[') + address.toString() + QLatin1Char(']'))
-            + QLatin1Char(':') + QString::number(port);
-}
 
 // An argument as JSON: numbers, texts, true, false and null as themselves; what JSON has
 // no form for (blobs, MIDI, colours, time tags, infinitum, a NaN) as the monitor prints it.
@@ -80,7 +74,7 @@ void HeadlessMonitor::handleDatagram(const QByteArray &datagram, const QHostAddr
         return; // done already; the loop has not ended yet
     Osc::OscDecodeError error;
     const bool decoded = Osc::decodeOscPacket(datagram, &m_packet, &error);
-    const QString from = hostAndPort(sender, senderPort);
+    const QString from = endpointText(sender, senderPort);
     const QString time = QDateTime::currentDateTime().toString(QStringLiteral("hh:mm:ss.zzz"));
     if (!decoded) {
         // Nothing of it is printed or counted, not even the messages before the fault.

@@ -1,5 +1,6 @@
 #include "oscmonitor.h"
 
+#include "endpoint.h"
 #include "oscemulatorbackend.h"
 #include "oscemulatorport.h"
 
@@ -9,13 +10,6 @@ namespace {
 // As the emulated device's refresh: the list and the desk follow at this pace.
 constexpr int kTickMs = 50;
 
-QString hostAndPort(const QHostAddress &address, quint16 port)
-{
-    bool isIpv4 = false;
-    const quint32 ipv4 = address.toIPv4Address(&isIpv4);
-    const QString host = isIpv4 ? QHostAddress(ipv4).toString() : QLatin1Char('[') + address.toString() + QLatin1Char(']');
-    return host + QLatin1Char(':') + QString::number(port);
-}
 } // namespace
 
 OscMonitor::OscMonitor(OscEmulatorBackend *backend, QObject *parent)
@@ -139,7 +133,7 @@ void OscMonitor::handleDatagram(const QByteArray &datagram, const QHostAddress &
     if (!decoded)
         ++m_undecodable;
     m_countsChanged = true;
-    m_rows.add(QDateTime::currentMSecsSinceEpoch(), false, hostAndPort(sender, senderPort), datagram, m_packet,
+    m_rows.add(QDateTime::currentMSecsSinceEpoch(), false, endpointText(sender, senderPort), datagram, m_packet,
                decoded ? nullptr : &error);
     if (m_followFeedback)
         noteFeedback(m_packet);
@@ -160,7 +154,7 @@ void OscMonitor::handleSent(const QByteArray &datagram, const QHostAddress &targ
         return;
     Osc::OscDecodeError error;
     const bool decoded = Osc::decodeOscPacket(datagram, &m_packet, &error);
-    m_rows.add(QDateTime::currentMSecsSinceEpoch(), true, hostAndPort(target, port), datagram, m_packet,
+    m_rows.add(QDateTime::currentMSecsSinceEpoch(), true, endpointText(target, port), datagram, m_packet,
                decoded ? nullptr : &error);
     if (!m_tick.isActive())
         QTimer::singleShot(kTickMs, this, &OscMonitor::onTick);
