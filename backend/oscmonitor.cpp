@@ -156,8 +156,9 @@ void OscMonitor::handleSent(const QByteArray &datagram, const QHostAddress &targ
     const bool decoded = Osc::decodeOscPacket(datagram, &m_packet, &error);
     m_rows.add(QDateTime::currentMSecsSinceEpoch(), true, endpointText(target, port), datagram, m_packet,
                decoded ? nullptr : &error);
+    // Stopped, the list still shows the desk's sends, at the same pace.
     if (!m_tick.isActive())
-        QTimer::singleShot(kTickMs, this, &OscMonitor::onTick);
+        m_tick.start();
 }
 
 void OscMonitor::handlePortError(const QString &error)
@@ -193,6 +194,9 @@ void OscMonitor::noteFeedback(const Osc::OscPacket &packet)
 
 void OscMonitor::onTick()
 {
+    // Stopped, one tick shows what the desk sent since the last; then the timer rests.
+    if (!running())
+        m_tick.stop();
     if (!m_paused)
         m_rows.flush();
     if (m_countsChanged || m_rows.dropped() != m_droppedAnnounced) {
