@@ -1,4 +1,3 @@
-#include "oscdumpprocess.h"
 #include "oscemulatorbackend.h"
 #include "recordingbackend.h"
 #include "testtools.h"
@@ -14,22 +13,16 @@ class DeskTestSetup : public QObject
 {
     Q_OBJECT
 public slots:
-    void applicationAvailable()
-    {
-        QQuickStyle::setStyle(QStringLiteral("Material"));
-    }
+    void applicationAvailable() { QQuickStyle::setStyle(QStringLiteral("Material")); }
 
     void qmlEngineAvailable(QQmlEngine *engine)
     {
         engine->addImportPath(QStringLiteral("qrc:/"));
-        QObject *backend = nullptr;
-        if (qEnvironmentVariable("OSC_QML_BACKEND") == QLatin1String("real"))
-            backend = new OscEmulatorBackend(engine);
-        else
-            backend = new RecordingBackend(engine);
         QQmlContext *context = engine->rootContext();
-        context->setContextProperty(QStringLiteral("backend"), backend);
-        context->setContextProperty(QStringLiteral("oscdump"), new OscDumpProcess(engine));
+        if (qEnvironmentVariable("OSC_QML_BACKEND") == QLatin1String("real"))
+            context->setContextProperty(QStringLiteral("backend"), new OscEmulatorBackend(engine));
+        else
+            context->setContextProperty(QStringLiteral("backend"), new RecordingBackend(engine));
         context->setContextProperty(QStringLiteral("examplesDir"), qEnvironmentVariable("OSC_EXAMPLES_DIR"));
         context->setContextProperty(QStringLiteral("testTools"), new TestTools(engine));
     }

@@ -1,6 +1,0 @@
-osc_add_test(tst_emulation SOURCES tst_emulation.cpp LIBRARIES oscdesk_backend Qt6::Network)
-osc_add_test(tst_receive SOURCES tst_receive.cpp LIBRARIES oscdesk_backend Qt6::Network)
-osc_add_test(tst_receive_e2e SOURCES tst_receive_e2e.cpp LIBRARIES oscdesk_backend Qt6::Network
-    ENVIRONMENT "OSC_TEST_SCRIPTS_DIR=${CMAKE_CURRENT_SOURCE_DIR}/scripts")
-# These bind the device's fixed ports 9000 and 9001.
-set_tests_properties(tst_emulation tst_receive tst_receive_e2e PROPERTIES RESOURCE_LOCK device_ports)
