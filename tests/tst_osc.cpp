@@ -38,10 +38,9 @@ void TestOsc::encoders_data()
     };
     row("channel 0 1 127", Osc::buildOscChannelMessage(0, 1, 127).toHex(),
         "2f6f7363 2f636861 6e6e656c 00000000 2c696969 00000000 00000000 00000001 0000007f");
-    row("f 1.0, 11-char address", typed("/deck1/play", "f", {1.0}), "2f646563 6b312f70 6c617900 2c660000 3f800000");
-    row("i 127", typed("/deck1/play", "i", {127}), "2f646563 6b312f70 6c617900 2c690000 0000007f");
-    row("buildFloat32Message", Osc::buildFloat32Message("/deck1/play", 1.0f).toHex(),
+    row("f 1.0, 11-char address", Osc::buildFloat32Message("/deck1/play", 1.0f).toHex(),
         "2f646563 6b312f70 6c617900 2c660000 3f800000");
+    row("i 127", typed("/deck1/play", "i", {127}), "2f646563 6b312f70 6c617900 2c690000 0000007f");
     row("buildInt32Message negative", Osc::buildInt32Message("/a", -1).toHex(), "2f610000 2c690000 ffffffff");
     row("bundle around f message", Osc::wrapInBundle(QByteArray::fromHex("2f610000 2c660000 3f800000")).toHex(),
         "2362756e 646c6500 00000000 00000001 0000000c 2f610000 2c660000 3f800000");

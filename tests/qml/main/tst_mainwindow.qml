@@ -176,7 +176,6 @@ TestCase {
               toggles: [true, true, false, false] },
             { tag: "garbage", text: "\u0000\u0001not an ini file\n[[[Layout\nshowLog=maybe\nsplitState=@ByteArray(zz)\n",
               toggles: defaults },
-            { tag: "bad split state", text: "[Layout]\nsplitState=12\n", toggles: defaults },
         ]
     }
 
