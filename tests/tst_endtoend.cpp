@@ -130,10 +130,10 @@ static qint64 residentKiB()
 // bounded, and the next good message is stored.
 void TestEndToEnd::receiveFlood()
 {
+    QString events;  // 'l' for a log line, 't' for a tick; outlives the backend, which logs as it goes
     OscEmulatorBackend backend;
     backend.startEmulation();
     QVERIFY(backend.isRunning());
-    QString events;  // 'l' for a log line, 't' for a tick
     connect(&backend, &OscEmulatorBackend::logMessagesChanged, this, [&] { events += 'l'; });
     connect(&backend, &OscEmulatorBackend::oscBufferChanged, this, [&] { events += 't'; });
     QTRY_VERIFY_WITH_TIMEOUT(events.contains('t'), 5000);
