@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 
 namespace {
 
@@ -60,26 +59,21 @@ QVariant takeValue(FuzzedDataProvider &in, int depth = 0)
     }
 }
 
-struct LoMessageFree
-{
-    void operator()(lo_message message) const { lo_message_free(message); }
-};
-
 // liblo reads what we wrote: the same address, the same tags, the same length.
 void checkWithLiblo(const QByteArray &message, const QString &address, const QString &tags)
 {
     QByteArray copy = message;
     int result = 0;
-    const std::unique_ptr<std::remove_pointer_t<lo_message>, LoMessageFree> decoded(
-            lo_message_deserialise(copy.data(), size_t(copy.size()), &result));
+    const lo_message decoded = lo_message_deserialise(copy.data(), size_t(copy.size()), &result);
     if (!decoded) {
         std::fprintf(stderr, "liblo refuses the message (error %d): %s\n", result, message.toHex().constData());
         std::abort();
     }
     const char *path = lo_get_path(copy.data(), copy.size());
     FUZZ_CHECK(path && QByteArray(path) == address.toUtf8());
-    FUZZ_CHECK(QByteArray(lo_message_get_types(decoded.get())) == tags.toLatin1());
-    FUZZ_CHECK(lo_message_length(decoded.get(), path) == size_t(message.size()));
+    FUZZ_CHECK(QByteArray(lo_message_get_types(decoded)) == tags.toLatin1());
+    FUZZ_CHECK(lo_message_length(decoded, path) == size_t(message.size()));
+    lo_message_free(decoded);
 }
 
 } // namespace

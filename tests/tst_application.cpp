@@ -1,24 +1,17 @@
 #include "application.h"
 
-#include <QFile>
+#include <QQuickStyle>
 #include <QTemporaryDir>
 #include <QTest>
 
-// The program's entry: exit codes and the resources that carry the documents.
+// The program's entry: its exit codes, and the style it sets.
 class TestApplication : public QObject
 {
     Q_OBJECT
 private slots:
     void exitCodes_data();
     void exitCodes();
-    void resources();
 };
-
-static QByteArray readResource(const QString &name)
-{
-    QFile file(name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("missing");
-}
 
 void TestApplication::exitCodes_data()
 {
@@ -41,20 +34,12 @@ void TestApplication::exitCodes()
     QFile file(dir.filePath("main.qml"));
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(document) == document.size());
     file.close();
-
     char name[] = "tst_application";
     char *argv[] = {name, nullptr};
     if (exitCode != 0)
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("main.qml"));
     QCOMPARE(runOscEmulator(1, argv, QUrl::fromLocalFile(file.fileName())), exitCode);
-}
-
-void TestApplication::resources()
-{
-    QCOMPARE(readResource(":/OscEmulator/qmldir"), QByteArray("module OscEmulator\r\ntypeinfo OscEmulator.qmltypes\r\n"
-                                                              "prefer :/OscEmulator/\r\ndepends QtQuick\r\n\r\n"));
-    QCOMPARE(readResource(":/OscEmulator/main.qml"), readResource(":/main.qml"));
-    QVERIFY(readResource(":/main.qml") != "missing");
+    QCOMPARE(QQuickStyle::name(), QStringLiteral("Material"));
 }
 
 QTEST_APPLESS_MAIN(TestApplication)

@@ -1,153 +1,214 @@
-#include "oscemulatorbackend.h"
+#include "oscmessage.h"
+#include "testsupport.h"
 
-#include <QMetaMethod>
+#include <QNetworkDatagram>
+#include <QRegularExpression>
+#include <QScopeGuard>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
-// The QML-facing interface and the setters of the backend object.
+using namespace TestSupport;
+
+// The backend through its public interface: setters, the log's debug output and files,
+// the log line of each send with the datagram's bytes in it, and the refusals of a target
+// where nobody listens.
 class TestBackend : public QObject
 {
     Q_OBJECT
 private slots:
-    void metaObjectInterface();
-    void stateAfterConstruction();
     void setters_data();
     void setters();
+    void debugOutputQuotesAsQDebug();
+    void sameSecondRunsKeepTheirFiles();
+    void sendOperations_data();
+    void sendOperations();
+    void unreachableTarget_data();
+    void unreachableTarget();
 };
 
-static QStringList methodsOf(QMetaMethod::MethodType type, QMetaMethod::Access access)
-{
-    const QMetaObject &mo = OscEmulatorBackend::staticMetaObject;
-    QStringList out;
-    for (int i = mo.methodOffset(); i < mo.methodCount(); ++i) {
-        if (mo.method(i).methodType() == type && mo.method(i).access() == access)
-            out << QString::fromLatin1(mo.method(i).methodSignature());
-    }
-    return out;
-}
-
-void TestBackend::metaObjectInterface()
-{
-    const QMetaObject &mo = OscEmulatorBackend::staticMetaObject;
-    QStringList properties;
-    for (int i = mo.propertyOffset(); i < mo.propertyCount(); ++i) {
-        const QMetaProperty p = mo.property(i);
-        properties << QStringLiteral("%1 %2 %3 %4").arg(p.typeName(), p.name(), p.isWritable() ? "RW" : "R",
-                                                        p.notifySignal().name());
-    }
-    QCOMPARE(properties, (QStringList{
-            "QStringList availablePorts R availablePortsChanged", "QStringList emulatedDevices R emulatedDevicesChanged",
-            "int selectedPortIndex RW selectedPortIndexChanged", "int selectedDeviceIndex RW selectedDeviceIndexChanged",
-            "bool isRunning R isRunningChanged", "QString statusMessage R statusMessageChanged",
-            "QStringList logMessages R logMessagesChanged", "int redValue R rgbValuesChanged",
-            "int greenValue R rgbValuesChanged", "int blueValue R rgbValuesChanged",
-            "int packetCount R packetCountChanged", "int baudRate R baudRateChanged",
-            "QString oscTargetHost RW oscTargetHostChanged", "int oscTargetPort RW oscTargetPortChanged",
-            "bool sendIntValues RW sendIntValuesChanged", "bool sendAsBundle RW sendAsBundleChanged",
-            "QVariantList fixtures R fixturesChanged"}));
-    QCOMPARE(methodsOf(QMetaMethod::Signal, QMetaMethod::Public), (QStringList{
-            "availablePortsChanged()", "emulatedDevicesChanged()", "selectedPortIndexChanged()",
-            "selectedDeviceIndexChanged()", "isRunningChanged()", "statusMessageChanged()", "logMessagesChanged()",
-            "oscBufferChanged()", "rgbValuesChanged()", "packetCountChanged()", "baudRateChanged()",
-            "errorOccurred(QString)", "fixturesChanged()", "oscTargetHostChanged()", "oscTargetPortChanged()",
-            "sendIntValuesChanged()", "sendAsBundleChanged()"}));
-    QCOMPARE(methodsOf(QMetaMethod::Slot, QMetaMethod::Private), (QStringList{
-            "handleOscDataReceived(int,QByteArray)", "handleOscChannelReceived(int,int,uchar)",
-            "handleProtocolError(QString)", "handlePortOpened()", "handlePortClosed()",
-            "handleEmulatorPortError(QString)", "onUpdateTimerTimeout()"}));
-    QCOMPARE(methodsOf(QMetaMethod::Slot, QMetaMethod::Public), QStringList());
-    QCOMPARE(methodsOf(QMetaMethod::Method, QMetaMethod::Public), (QStringList{
-            "refreshPorts()", "startEmulation()", "stopEmulation()", "getChannelValue(int)", "clearLog()",
-            "forceUpdate()", "loadFixturesFromFile(QString)", "saveFixturesToFile(QString)",
-            "loadDefaultFixturesConfig()", "saveDefaultFixturesConfig()", "sendOscChannel(int,int,int)",
-            "sendOscToAddress(QString,int)", "sendOscTyped(QString,QString,QVariantList)",
-            "sendOscTyped(QString,QString)"}));
-}
-
-void TestBackend::stateAfterConstruction()
-{
-    OscEmulatorBackend backend;
-    QCOMPARE(backend.availablePorts(), (QStringList{"UDP 9000 (OSC)", "UDP 9001 (OSC)"}));
-    QCOMPARE(backend.emulatedDevices(), QStringList{"OSC Input (/osc/channel)"});
-    QCOMPARE(QVariantList({backend.statusMessage(), backend.selectedPortIndex(), backend.selectedDeviceIndex(),
-                           backend.oscTargetHost(), backend.oscTargetPort(), backend.baudRate(), backend.sendIntValues(),
-                           backend.sendAsBundle(), backend.isRunning(), backend.fixtures().size(),
-                           backend.redValue() + backend.greenValue() + backend.blueValue() + backend.packetCount()}),
-             QVariantList({"Ready", 0, 0, "127.0.0.1", 8000, 8000, false, false, false, 0, 0}));
-}
-
-// Each row: an optional first write (to leave the default), the write under test, and
-// whether it is accepted, with its log line (empty: none).
 void TestBackend::setters_data()
 {
     QTest::addColumn<QByteArray>("property");
-    QTest::addColumn<QVariant>("before");
     QTest::addColumn<QVariant>("value");
-    QTest::addColumn<bool>("accepted");
-    QTest::addColumn<QString>("logLine");
-
-    const auto row = [](const char *name, const char *property, const QVariant &before, const QVariant &value,
-                        bool accepted, const QString &logLine = QString()) {
-        QTest::newRow(name) << QByteArray(property) << before << value << accepted << logLine;
-    };
-    const QVariant none;
-    row("port 1", "oscTargetPort", none, 1, true, "OSC target port set to 1");
-    row("port 65535", "oscTargetPort", none, 65535, true, "OSC target port set to 65535");
-    row("port 0", "oscTargetPort", none, 0, false);
-    row("port 65536", "oscTargetPort", none, 65536, false);
-    row("port same", "oscTargetPort", 9000, 9000, false);
-    row("host empty", "oscTargetHost", none, QString(), true, "OSC target host set to ");
-    row("host case", "oscTargetHost", "localhost", "LOCALHOST", true, "OSC target host set to LOCALHOST");
-    row("host not trimmed", "oscTargetHost", none, " 127.0.0.1", true, "OSC target host set to  127.0.0.1");
-    row("host same", "oscTargetHost", none, "127.0.0.1", false);
-    row("port index -1", "selectedPortIndex", none, -1, true);
-    row("port index 1", "selectedPortIndex", none, 1, true);
-    row("port index 2", "selectedPortIndex", none, 2, false);
-    row("port index -2", "selectedPortIndex", none, -2, false);
-    row("device index same", "selectedDeviceIndex", none, 0, false);
-    row("device index 1", "selectedDeviceIndex", none, 1, false);
-    row("int values on", "sendIntValues", none, true, true, "OSC values sent as int 0-127 (,i)");
-    row("int values off", "sendIntValues", true, false, true, "OSC values sent as float 0.0-1.0 (,f)");
-    row("int values same", "sendIntValues", none, false, false);
-    row("bundle on", "sendAsBundle", none, true, true, "OSC messages sent inside a #bundle");
-    row("bundle off", "sendAsBundle", true, false, true, "OSC messages sent on their own (no bundle)");
-    row("bundle same", "sendAsBundle", true, true, false);
+    QTest::addColumn<QString>("line");  // "-": refused or unchanged; else accepted, with its log line if any
+    QTest::newRow("port 65535") << QByteArray("oscTargetPort") << QVariant(65535) << "[INFO] OSC target port set to 65535";
+    QTest::newRow("port 65536") << QByteArray("oscTargetPort") << QVariant(65536) << "-";
+    QTest::newRow("port unchanged") << QByteArray("oscTargetPort") << QVariant(8000) << "-";
+    QTest::newRow("host untrimmed") << QByteArray("oscTargetHost") << QVariant(" ::1") << "[INFO] OSC target host set to  ::1";
+    QTest::newRow("host unchanged") << QByteArray("oscTargetHost") << QVariant("127.0.0.1") << "-";
+    QTest::newRow("bundle") << QByteArray("sendAsBundle") << QVariant(true) << "[INFO] OSC messages sent inside a #bundle";
+    QTest::newRow("port index 1") << QByteArray("selectedPortIndex") << QVariant(1) << "";
 }
 
+// An accepted value is stored, logged where it has a line, and announced once; a refused
+// or unchanged one does nothing at all.
 void TestBackend::setters()
 {
     QFETCH(QByteArray, property);
-    QFETCH(QVariant, before);
     QFETCH(QVariant, value);
-    QFETCH(bool, accepted);
-    QFETCH(QString, logLine);
-
-    QStringList events;  // outlives the backend, whose destructor still logs
+    QFETCH(QString, line);
     OscEmulatorBackend backend;
-    if (before.isValid())
-        QVERIFY(backend.setProperty(property, before));
     const QMetaProperty meta = backend.metaObject()->property(backend.metaObject()->indexOfProperty(property));
     const QVariant old = meta.read(&backend);
-
-    // Every signal with the property's value at emission: store -> log line -> NOTIFY.
-    connect(&backend, &OscEmulatorBackend::logMessagesChanged, this,
-            [&] { events << meta.read(&backend).toString() + " " + backend.logMessages().last().mid(11); });
     QSignalSpy notify(&backend, meta.notifySignal());
-    for (auto signal : {&OscEmulatorBackend::oscTargetPortChanged, &OscEmulatorBackend::oscTargetHostChanged,
-                        &OscEmulatorBackend::selectedPortIndexChanged, &OscEmulatorBackend::selectedDeviceIndexChanged,
-                        &OscEmulatorBackend::sendIntValuesChanged, &OscEmulatorBackend::sendAsBundleChanged})
-        connect(&backend, signal, this, [&] { events << "notify:" + meta.read(&backend).toString(); });
-
+    const int mark = backend.logMessages().size();
     backend.setProperty(property, value);
+    QCOMPARE(meta.read(&backend), line == "-" ? old : value);
+    QCOMPARE(notify.count(), line == "-" ? 0 : 1);
+    QCOMPARE(logLines(backend, mark), line.size() > 1 ? QStringList{line} : QStringList());
+}
 
-    QCOMPARE(meta.read(&backend), accepted ? value : old);
-    QCOMPARE(notify.count(), accepted ? 1 : 0);
+static QStringList s_debugMessages;
+
+// Each log line also goes to the debug output, as qDebug() << line writes it.
+void TestBackend::debugOutputQuotesAsQDebug()
+{
+    OscEmulatorBackend backend;
+    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &,
+                                                                const QString &message) {
+        if (type == QtDebugMsg)
+            s_debugMessages << message;
+    });
     QStringList expected;
-    if (!logLine.isEmpty())
-        expected << value.toString() + " [INFO] " + logLine;
-    if (accepted)
-        expected << "notify:" + value.toString();
-    QCOMPARE(events, expected);
+    for (const char *host : {"10.0.0.1", "a\"b", "a\\b", "a\tb", "caf\u00e9"}) {
+        backend.setOscTargetHost(QString::fromUtf8(host));
+        QDebug(&expected.emplace_back()).nospace() << backend.logMessages().last();
+    }
+    qInstallMessageHandler(previous);
+    QCOMPARE(s_debugMessages, expected);
+}
+
+// A run takes the next free name: "_2", "_3"... before ".log".
+void TestBackend::sameSecondRunsKeepTheirFiles()
+{
+    QTemporaryDir dir;
+    const auto restore = qScopeGuard([old = QDir::currentPath()] { QDir::setCurrent(old); });
+    QVERIFY(QDir::setCurrent(dir.path()));
+    // Whatever second the backends start in, its plain name is taken already.
+    const QDateTime now = QDateTime::currentDateTime();
+    for (int s = 0; s < 3; ++s)
+        QVERIFY(writeBytes(now.addSecs(s).toString("'osc_emulator_debug_'yyyyMMdd_hhmmss'.log'"), "earlier run\n"));
+    OscEmulatorBackend first;
+    OscEmulatorBackend second;
+    QVERIFY2(QRegularExpression(R"(^osc_emulator_debug_\d{8}_\d{6}_2\.log$)").match(first.logFileName()).hasMatch(),
+             qPrintable(first.logFileName()));
+    QVERIFY2(QRegularExpression("_[23]\\.log$").match(second.logFileName()).hasMatch()
+                     && first.logFileName() != second.logFileName(), qPrintable(second.logFileName()));
+    QCOMPARE(fileLines(QString(first.logFileName()).replace("_2.log", ".log")), QStringList{"earlier run"});
+}
+
+void TestBackend::sendOperations_data()
+{
+    QTest::addColumn<QString>("settings");  // "bundle", "listen", "host=..."
+    QTest::addColumn<QVariantList>("arguments");  // as TestSupport::call takes them
+    QTest::addColumn<QString>("lines");      // separated by '|'; {port}: the target's port
+
+    const auto row = [](const char *name, const char *settings, const QVariantList &arguments, const QString &lines) {
+        QTest::newRow(name) << settings << arguments << lines;
+    };
+    const QString tx = "[INFO] TX OSC ";
+    const QString dst = " bytes, dst=127.0.0.1:{port}, hex=";
+    const QString channel = "2f6f73632f6368616e6e656c000000002c69696900000000";
+    row("channel 255", "", {0, 1, 255}, tx + "/osc/channel ,iii 0 1 127, size=36" + dst + channel + "00000000000000010000007f");
+    row("channel -5", "", {0, 1, -5}, tx + "/osc/channel ,iii 0 1 0, size=36" + dst + channel + "000000000000000100000000");
+    row("channel 512, universe 70000", "", {70000, 512, 2},
+        tx + "/osc/channel ,iii 70000 512 1, size=36" + dst + channel + "000111700000020000000001");
+    row("channel 0", "", {0, 0, 100}, "[WARNING] Cannot send OSC: invalid channel 0 (must be 1-512).");
+    row("channel checked before universe", "", {-1, 513, 100},
+        "[WARNING] Cannot send OSC: invalid channel 513 (must be 1-512).");
+    row("universe -1", "", {-1, 1, 100}, "[WARNING] Cannot send OSC: invalid universe -1 (must be >= 0).");
+    // 56 bytes: the line shows the first 96 hex digits.
+    row("bundle, hex cut", "bundle", {0, 1, 255}, tx + "[bundle] /osc/channel ,iii 0 1 127, size=56" + dst
+                                                          + "2362756e646c65000000000000000001" "00000024" + channel + "00000000");
+    row("address float 128", "", {"/deck1/play", 128},
+        tx + "/deck1/play ,f 0.502, size=20" + dst + "2f6465636b312f706c6179002c6600003f008081");
+    row("address blank", "", {" \t ", 255}, "[WARNING] Cannot send OSC: empty oscAddress.");
+    row("typed ff", "", {"/xy", "ff", QVariantList{0.25, 0.75}},
+        tx + "/xy ,ff 0.25 0.75, size=16" + dst + "2f7879002c6666003e8000003f400000");
+    row("typed missing value", "", {"/xy", "ff", QVariantList{0.25}},
+        "[WARNING] Cannot send OSC /xy: missing value for type tag 'f'");
+    // The description is trimmed, the bytes keep the blank; every value is described,
+    // also those no tag takes, and placeholders in texts stay as they are.
+    row("typed leading blank, leftover values, percent", "", {" /p%2", "s", QVariantList{"%1", 7}},
+        tx + "/p%2 ,s %1 7, size=16" + dst + "202f7025320000002c73000025310000");
+    row("host name", "host=mixer", {"/deck1/play", 255}, "[WARNING] Cannot send OSC: invalid target host 'mixer'.");
+    row("host ::1", "host=::1", {"/a", 255}, tx + "/a ,f 1.000, size=12 bytes, dst=::1:{port}, hex=2f6100002c6600003f800000");
+    // The socket's own errors, each with its own reason, stop the device as a port failure does.
+    const QString stopped = "|[INFO] OSC UDP socket closed.|[INFO] OSC emulation stopped.";
+    row("datagram too large", "", {"/big", "b", QVariantList{QByteArray(65508 - 16, 'x')}},
+        "[CRITICAL] Emulator Port Error: Datagram was too large to send" + stopped);
+    row("IPv6 target while listening on IPv4", "listen host=::1", {"/a", 255},
+        "[CRITICAL] Emulator Port Error: The target's address family is not the socket's" + stopped);
+}
+
+void TestBackend::sendOperations()
+{
+    QFETCH(QString, settings);
+    QFETCH(QVariantList, arguments);
+    QFETCH(QString, lines);
+    if (settings.contains("::1") && !closedPort(QHostAddress::LocalHostIPv6))
+        QSKIP("no IPv6 loopback");
+
+    QUdpSocket sink;
+    QVERIFY(sink.bind(QHostAddress::Any, 0));
+    OscEmulatorBackend backend;
+    backend.setOscTargetPort(sink.localPort());
+    if (settings.contains("listen"))
+        backend.startEmulation();
+    if (settings.contains("host="))
+        backend.setOscTargetHost(settings.section("host=", 1));
+    backend.setSendAsBundle(settings == "bundle");
+    const int mark = backend.logMessages().size();
+    TestSupport::call(backend, arguments);
+    QCOMPARE(logLines(backend, mark), lines.replace("{port}", QString::number(sink.localPort())).split('|'));
+}
+
+void TestBackend::unreachableTarget_data()
+{
+    QTest::addColumn<int>("sends");
+    QTest::addColumn<bool>("listening");
+    QTest::addColumn<bool>("changePort");
+    QTest::newRow("one") << 1 << false << false;
+    QTest::newRow("three while listening") << 3 << true << false;
+    QTest::newRow("port changed before the refusal arrives") << 1 << false << true;
+}
+
+// One WARNING per refused datagram, naming the target of the moment it is reported, and
+// no port failure; right after a refusal the socket still sends and receives.
+void TestBackend::unreachableTarget()
+{
+    QFETCH(int, sends);
+    QFETCH(bool, listening);
+    QFETCH(bool, changePort);
+
+    const quint16 nobody = closedPort();
+    QUdpSocket listener;
+    QVERIFY(listener.bind(QHostAddress::LocalHost, 0));
+    OscEmulatorBackend backend;
+    if (listening)
+        backend.startEmulation();
+    QSignalSpy errors(&backend, &OscEmulatorBackend::errorOccurred);
+    backend.setOscTargetPort(nobody);
+    for (int i = 0; i < sends; ++i)
+        backend.sendOscChannel(0, 1, i);
+    backend.setOscTargetPort(changePort ? 9 : nobody);
+    const auto warnings = [&backend] { return logLines(backend).filter("Nobody is listening"); };
+    QTRY_COMPARE_WITH_TIMEOUT(warnings().size(), sends, 5000);
+    QCOMPARE(warnings().last(), QStringLiteral("[WARNING] Nobody is listening on 127.0.0.1:%1 (is Lumenfold running "
+                                               "with OSC on that port?) - Connection refused").arg(changePort ? 9 : nobody));
+    backend.setOscTargetPort(nobody);
+    backend.sendOscChannel(0, 1, 0);
+    backend.setOscTargetPort(listener.localPort());
+    backend.sendOscChannel(0, 2, 0);
+    QVERIFY(listener.hasPendingDatagrams() || listener.waitForReadyRead(5000));
+    QCOMPARE(listener.receiveDatagram().data(), Osc::buildOscChannelMessage(0, 2, 0));
+    if (listening) {
+        QUdpSocket().writeDatagram(Osc::buildOscChannelMessage(0, 7, 70), QHostAddress::LocalHost, 9000);
+        QTRY_COMPARE_WITH_TIMEOUT(backend.getChannelValue(7), 70, 5000);
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(warnings().size(), sends + 1, 5000);
+    QCOMPARE(errors.size(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestBackend)

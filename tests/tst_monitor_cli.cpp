@@ -1,3 +1,5 @@
+#include "testsupport.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -16,13 +18,6 @@ private slots:
     void exitCodes_data();
     void exitCodes();
 };
-
-static quint16 freePort()
-{
-    QUdpSocket probe;
-    probe.bind(QHostAddress::AnyIPv4, 0);
-    return probe.localPort();
-}
 
 // Starts the headless monitor and waits until it listens.
 static void startMonitor(QProcess &monitor, quint16 port, const QStringList &more)
@@ -50,7 +45,7 @@ void TestMonitorCommandLine::everyTypeOscsendKnows()
         {{"/c", "cm", "A", "00903c7f"}, R"({"address":"/c","tags":"cm","values":["'A'","midi 00903c7f"]})"},
         {{"/tfni", "TFNI"}, R"({"address":"/tfni","tags":"TFNI","values":[true,false,null,"infinitum"]})"},
     };
-    const quint16 port = freePort();
+    const quint16 port = TestSupport::closedPort();
     QProcess monitor;
     startMonitor(monitor, port, {"--count", QString::number(sent.size() + 2), "--json"});
     for (const auto &[arguments, expected] : sent)
@@ -110,7 +105,7 @@ void TestMonitorCommandLine::exitCodes()
         arguments[1] = QString::number(holder.localPort());
     QProcess monitor;
     if (arguments.value(1) == "free") {
-        startMonitor(monitor, freePort(), {});
+        startMonitor(monitor, TestSupport::closedPort(), {});
         monitor.terminate();
     } else {
         monitor.start(qEnvironmentVariable("OSC_PROGRAM"), arguments);

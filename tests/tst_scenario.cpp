@@ -1,4 +1,5 @@
 #include "scenario.h"
+#include "testsupport.h"
 
 #include <QDir>
 #include <QProcess>
@@ -83,13 +84,6 @@ void TestScenario::writtenFileReadsBack()
     QCOMPARE(second.steps.at(3).milliseconds, Scenario::kDefaultWithinMs);
 }
 
-static quint16 freePort()
-{
-    QUdpSocket probe;
-    probe.bind(QHostAddress::AnyIPv4, 0);
-    return probe.localPort();
-}
-
 void TestScenario::headlessRuns_data()
 {
     QTest::addColumn<QStringList>("files");
@@ -119,22 +113,16 @@ void TestScenario::headlessRuns()
     QFETCH(QStringList, failures);
     QTemporaryDir dir;
     QDir::setCurrent(dir.path());
-    const quint16 monitorPort = freePort();
-    QFile monitor("monitor.json");
-    QVERIFY(monitor.open(QIODevice::WriteOnly));
-    monitor.write(QStringLiteral(R"({"formatVersion": 1, "target": {"host": "127.0.0.1", "port": %1}, "steps": [
+    const quint16 monitorPort = TestSupport::closedPort();
+    QVERIFY(TestSupport::writeBytes("monitor.json", QStringLiteral(R"({"formatVersion": 1, "target": {"host": "127.0.0.1", "port": %1}, "steps": [
         {"send": {"address": "/deck1/play", "tags": "f", "values": [1.0], "bundle": true}},
         {"expect": {"monitor": {"address": "/deck1/p*", "values": [0.999], "tolerance": 0.01}}, "within": 2000},
         {"expect": {"none": {"address": "/deck2/*"}}, "within": 100},
         {"send": {"address": "/deck1/cue", "tags": "T"}},
         {"expect": {"monitor": {"address": "/deck1/cue", "values": [true]}}, "within": 2000},
         {"send": {"address": "/deck1/cue", "tags": "T"}},
-        {"expect": {"none": {"address": "/deck1/*"}}, "within": 300}]})").arg(monitorPort).toUtf8());
-    monitor.close();
-    QFile invalid("invalid.json");
-    QVERIFY(invalid.open(QIODevice::WriteOnly));
-    invalid.write(R"({"formatVersion": 1, "steps": [{"wait": 1}, {"wait": -1}]})");
-    invalid.close();
+        {"expect": {"none": {"address": "/deck1/*"}}, "within": 300}]})").arg(monitorPort).toUtf8()));
+    QVERIFY(TestSupport::writeBytes("invalid.json", R"({"formatVersion": 1, "steps": [{"wait": 1}, {"wait": -1}]})"));
 
     QProcess run;
     run.start(qEnvironmentVariable("OSC_PROGRAM"), QStringList{"--run"} + files

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what the tests need, builds everything and runs every test through ctest.
+# Checks the test budget (tools/test-budget.sh), installs what the tests need, builds
+# everything and runs every test through ctest.
 # Then builds the Debian package (tools/package.sh) and checks its control fields and
 # contents (tools/check-package.sh). Then builds the whole suite a second time with clang,
 # AddressSanitizer and UBSan, plus the fuzzers, and runs it again: there any sanitizer
@@ -10,6 +11,7 @@
 # (CI=true) they always run.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+"$ROOT/tools/test-budget.sh"
 install_packages "${DESK_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
 
 quick=0

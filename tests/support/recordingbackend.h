@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QObject>
-#include <QString>
 #include <QVariantList>
 #include <QVariantMap>
 
@@ -25,16 +24,9 @@ public:
     { record("sendOscChannel", {universe, channel, value}); }
     Q_INVOKABLE void sendOscToAddress(const QString &oscAddress, int value)
     { record("sendOscToAddress", {oscAddress, value}); }
-    Q_INVOKABLE void sendOscTyped(const QString &oscAddress, const QString &typeTags,
-                                  const QVariantList &values = QVariantList())
+    Q_INVOKABLE void sendOscTyped(const QString &oscAddress, const QString &typeTags, const QVariantList &values)
     { record("sendOscTyped", {oscAddress, typeTags, QVariant(values)}); }
-    Q_INVOKABLE void loadDefaultFixturesConfig() { record("loadDefaultFixturesConfig", {}); }
-    Q_INVOKABLE void saveDefaultFixturesConfig() { record("saveDefaultFixturesConfig", {}); }
-    Q_INVOKABLE void loadFixturesFromFile(const QString &filePath) { record("loadFixturesFromFile", {filePath}); }
-
     Q_INVOKABLE void clearCalls() { m_calls.clear(); emit callsChanged(); }
-    // The fixtures of a JSON fixtures document in the object form, as written (not normalised).
-    Q_INVOKABLE QVariantList readFixturesFile(const QString &filePath) const;
 
 signals:
     void fixturesChanged();

@@ -1,15 +1,7 @@
 #include "testtools.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QProcess>
-#include <QStandardPaths>
-
-QString TestTools::configFolder() const
-{
-    return QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
-}
+#include <QDeadlineTimer>
+#include <QUdpSocket>
 
 int TestTools::run(const QString &program, const QStringList &arguments) const
 {
@@ -20,26 +12,56 @@ int TestTools::run(const QString &program, const QStringList &arguments) const
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
 }
 
-bool TestTools::isInstalled(const QString &program) const
+int TestTools::startOscDump()
 {
-    return !QStandardPaths::findExecutable(program).isEmpty();
+    stopOscDump();
+    connect(&m_oscDump, &QProcess::readyReadStandardOutput, this, &TestTools::readOscDump, Qt::UniqueConnection);
+    quint16 port;
+    {
+        QUdpSocket free;
+        if (!free.bind(QHostAddress::LocalHost, 0))
+            return -1;
+        port = free.localPort();
+    }
+    QUdpSocket probe;
+    m_listening = false;
+    m_pending.clear();
+    m_messages.clear();
+    m_oscDump.start(QStringLiteral("oscdump"), {QStringLiteral("-L"), QString::number(port)});
+    // oscdump binds its port a moment after it starts: probe until it prints one.
+    for (int attempt = 0; attempt < 100 && !m_listening && m_oscDump.waitForStarted(); ++attempt) {
+        probe.writeDatagram(QByteArray::fromHex("2f70726f62650000" "2c000000"), QHostAddress::LocalHost, port);
+        m_oscDump.waitForReadyRead(100);
+    }
+    return m_listening ? port : -1;
 }
 
-bool TestTools::copyFile(const QString &from, const QString &to) const
+void TestTools::stopOscDump()
 {
-    QDir().mkpath(QFileInfo(to).absolutePath());
-    QFile::remove(to);
-    return QFile::copy(from, to);
+    if (m_oscDump.state() == QProcess::NotRunning)
+        return;
+    m_oscDump.kill();
+    m_oscDump.waitForFinished(5000);
 }
 
-bool TestTools::writeFile(const QString &path, const QString &text) const
+bool TestTools::waitForOscDump(int count, int timeout)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(text.toUtf8()) >= 0;
+    QDeadlineTimer deadline(timeout);
+    while (m_messages.size() < count && !deadline.hasExpired() && m_oscDump.state() == QProcess::Running)
+        m_oscDump.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())));
+    return m_messages.size() >= count;
 }
 
-bool TestTools::removeFile(const QString &path) const
+void TestTools::readOscDump()
 {
-    return !QFile::exists(path) || QFile::remove(path);
+    m_pending += m_oscDump.readAllStandardOutput();
+    for (int end; (end = m_pending.indexOf('\n')) >= 0; m_pending.remove(0, end + 1)) {
+        // "<time tag> <address> <types> <arguments...>"; the probes are not kept.
+        const QString message = QString::fromUtf8(m_pending.left(end)).section(QLatin1Char(' '), 1).trimmed();
+        if (message == QLatin1String("/probe"))
+            m_listening = true;
+        else if (!message.isEmpty())
+            m_messages.append(message);
+    }
+    emit oscDumpMessagesChanged();
 }

@@ -13,8 +13,7 @@ TestCase {
     }
 
     function control(stripName, label) {
-        const strip = DeskTesting.stripsIn(mainWindow.contentItem).find(candidate => candidate.name === stripName)
-        return DeskTesting.controlsIn(strip).find(candidate => candidate.label === label)
+        return DeskTesting.control(mainWindow.contentItem, stripName, label)
     }
 
     // The whole X screen, cut to the window (Xvfb has no window manager: it sits at 0,0).
@@ -26,7 +25,8 @@ TestCase {
     }
 
     function test_screenshots() {
-        testTools.copyFile(examplesDir + "/osc_fixtures.json", testTools.configFolder + "/osc_fixtures.json")
+        testTools.writeFile(testTools.configFolder + "/osc_fixtures.json",
+                            testTools.readFile(examplesDir + "/osc_fixtures.json"))
         mainWindow = Qt.createComponent("qrc:/main.qml").createObject(null)
         waitForRendering(mainWindow.contentItem)
         mouseClick(child("statusToggle"))

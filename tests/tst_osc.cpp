@@ -1,16 +1,74 @@
+#include "logformat.h"
+#include "oscmessage.h"
 #include "oscprotocolhandler.h"
 
 #include <QTest>
 
-// What the parser makes of one datagram: exactly one signal per non-empty datagram,
-// carrying either the decoded values or the exact error text.
-class TestOscProtocolHandler : public QObject
+// The OSC wire format: the bytes the desk puts on the wire, checked against hand-decoded
+// OSC 1.0 vectors, and what the parser makes of a received datagram: exactly one signal
+// per non-empty datagram, carrying the decoded values or the exact error text.
+class TestOsc : public QObject
 {
     Q_OBJECT
 private slots:
+    void encoders_data();
+    void encoders();
     void parseData_data();
     void parseData();
 };
+
+// The typed message as hex, or "error: " and the reason; the reason goes nowhere else.
+static QByteArray typed(const QString &address, const QString &tags, const QVariantList &values)
+{
+    QString error = QStringLiteral("untouched");
+    const QByteArray message = Osc::buildTypedOscMessage(address, tags, values, &error);
+    if (message != Osc::buildTypedOscMessage(address, tags, values, nullptr))
+        return "differs without an error text";
+    return message.isEmpty() ? "error: " + error.toUtf8() : message.toHex() + (error == "untouched" ? "" : " " + error.toUtf8());
+}
+
+// Each row: the bytes as hex (blanks are for the eye and ignored), or the error.
+void TestOsc::encoders_data()
+{
+    QTest::addColumn<QByteArray>("actual");
+    QTest::addColumn<QByteArray>("expected");
+
+    const auto row = [](const char *name, const QByteArray &actual, const char *expected) {
+        QTest::newRow(name) << actual << QByteArray(expected).replace(' ', "");
+    };
+    row("channel 0 1 127", Osc::buildOscChannelMessage(0, 1, 127).toHex(),
+        "2f6f7363 2f636861 6e6e656c 00000000 2c696969 00000000 00000000 00000001 0000007f");
+    row("f 1.0, 11-char address", Osc::buildFloat32Message("/deck1/play", 1.0f).toHex(),
+        "2f646563 6b312f70 6c617900 2c660000 3f800000");
+    row("i 127", typed("/deck1/play", "i", {127}), "2f646563 6b312f70 6c617900 2c690000 0000007f");
+    row("buildInt32Message negative", Osc::buildInt32Message("/a", -1).toHex(), "2f610000 2c690000 ffffffff");
+    row("bundle around f message", Osc::wrapInBundle(QByteArray::fromHex("2f610000 2c660000 3f800000")).toHex(),
+        "2362756e 646c6500 00000000 00000001 0000000c 2f610000 2c660000 3f800000");
+    row("f rounds to nearest", typed("/a", "f", {0.1}), "2f610000 2c660000 3dcccccd");
+    row("8-char address, s of 4 bytes", typed("/fx/name", "s", {QStringLiteral("abcd")}),
+        "2f66782f 6e616d65 00000000 2c730000 61626364 00000000");
+    row("b padded, b of 4 bytes unpadded", typed("/b", "bb", {QStringLiteral("Hi"), QStringLiteral("abcd")}),
+        "2f620000 2c626200 00000002 48690000 00000004 61626364");
+    row("UTF-8 address and s", typed(QStringLiteral("/\u00e9"), "s", {QStringLiteral("\u00e9")}),
+        "2fc3a900 2c730000 c3a90000");
+    row("TFNI take no values", typed("/x", "TFNI", {1, 2}), "2f780000 2c54464e 49000000");
+    row("empty tags", typed("/go", "", {}), "2f676f00 2c000000");
+    row("hd negative", typed("/h", "hd", {-2, -2.5}), "2f680000 2c686400 ffffffff fffffffe c0040000 00000000");
+    row("i keeps low 32 bits", typed("/a", "i", {4294967295.0}), "2f610000 2c690000 ffffffff");
+    row("leftover values ignored", typed("/a", "f", {1, 2, 3}), "2f610000 2c660000 3f800000");
+    row("ff with one value", typed("/m", "ff", {0.5}), "error: missing value for type tag 'f'");
+    row("comma", typed("/m", ",f", {0.5}), "error: unsupported type tag ','");
+    // U+0169 has the low byte of 'i': it must not pass for it.
+    row("non-Latin-1", typed("/m", QStringLiteral("\u0169"), {1}), "error: unsupported type tag '\u0169'");
+    row("hexDigits odd cut", LogFormat::hexDigits(QByteArray::fromHex("abcdef"), 3).toLatin1(), "abc");
+}
+
+void TestOsc::encoders()
+{
+    QFETCH(QByteArray, actual);
+    QFETCH(QByteArray, expected);
+    QCOMPARE(actual.replace(' ', ""), expected);
+}
 
 // Byte layout of the rows (hex; blanks are for the eye and ignored):
 //   0        4        8        12       16       20       24       28       32
@@ -22,7 +80,7 @@ private slots:
 //   /osc     /uni     vers     e+NUL    ,ib+NUL
 #define UNIVERSE_IB "2f6f7363 2f756e69 76657273 65000000 2c696200 "
 
-void TestOscProtocolHandler::parseData_data()
+void TestOsc::parseData_data()
 {
     QTest::addColumn<QByteArray>("datagram");
     QTest::addColumn<QString>("event"); // the one event raised; empty: none
@@ -74,7 +132,7 @@ void TestOscProtocolHandler::parseData_data()
         "error Unsupported OSC type tags for /osc/universe: ',iii' (expected ',ib')");
 }
 
-void TestOscProtocolHandler::parseData()
+void TestOsc::parseData()
 {
     QFETCH(QByteArray, datagram);
     QFETCH(QString, event);
@@ -90,5 +148,5 @@ void TestOscProtocolHandler::parseData()
     QCOMPARE(events, event.isEmpty() ? QStringList() : QStringList{event});
 }
 
-QTEST_GUILESS_MAIN(TestOscProtocolHandler)
-#include "tst_oscprotocolhandler.moc"
+QTEST_GUILESS_MAIN(TestOsc)
+#include "tst_osc.moc"

@@ -1,1 +1,0 @@
-osc_add_test(tst_oscemulatorport SOURCES tst_oscemulatorport.cpp LIBRARIES oscdesk_net)

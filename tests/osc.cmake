@@ -1,3 +1,0 @@
-osc_add_test(tst_oscmessage SOURCES tst_oscmessage.cpp LIBRARIES oscdesk_osc oscdesk_backend)
-osc_add_test(tst_oscprotocolhandler SOURCES tst_oscprotocolhandler.cpp LIBRARIES oscdesk_osc)
-osc_add_test(tst_oscdecoder SOURCES tst_oscdecoder.cpp LIBRARIES oscdesk_osc)
