@@ -201,12 +201,3 @@ void ReceivePath_SystemCallFloor(benchmark::State &state)
 BENCHMARK(ReceivePath_SystemCallFloor)->UseManualTime()->Iterations(1)->Repetitions(3)->Unit(benchmark::kMillisecond);
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

@@ -7,7 +7,6 @@
 #include "oscmessage.h"
 #include "scenarioplayer.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
@@ -102,12 +101,3 @@ void Replay_BareTimerLoop(benchmark::State &state)
 BENCHMARK(Replay_BareTimerLoop)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

@@ -92,12 +92,3 @@ void SendPath_SystemCallFloor(benchmark::State &state)
 BENCHMARK(SendPath_SystemCallFloor)->MinTime(1.0);
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
