@@ -163,6 +163,19 @@ TestCase {
         compare([grid.columns, Math.ceil(data.count / grid.columns)], data.shape)
     }
 
+    // A missing key takes the fallback; a key present with null shows empty text.
+    function test_strip_header_data() {
+        return [
+            { tag: "missing keys", fixture: {}, texts: ["Fixture", "Generic", "Univ 0 | CH 1\u20131"] },
+            { tag: "null keys", fixture: { name: null, deviceType: null }, texts: ["", "", "Univ 0 | CH 1\u20131"] },
+        ]
+    }
+
+    function test_strip_header(data) {
+        const strip = create(stripComponent, { fixture: data.fixture })
+        compare(["nameText", "subtitleText", "rangeText"].map(name => findChild(strip, name).text), data.texts)
+    }
+
     name: "Desk"
     width: 1400
     height: 900

@@ -300,8 +300,8 @@ TestCase {
         const split = child("mainSplit")
         const logPanel = child("logPanel")
         mouseDrag(split, split.width / 2, logPanel.mapToItem(split, 0, 0).y - 4, 0, -400)
-        mouseClick(child("statusToggle"))
-        mouseClick(child("portToggle"))
+        for (const name of ["statusToggle", "portToggle", "scenarioToggle", "monitorToggle"])
+            mouseClick(child(name))
         for (let i = 0; i < 40; ++i)
             backend.sendOscChannel(0, 0, i)
         waitForRendering(mainWindow.contentItem)
@@ -310,9 +310,26 @@ TestCase {
         tryVerify(() => child("logListView").atYEnd, 2000, "the newest line is not in view")
         const toolbar = child("toolbar")
         verify(toolbar.width >= toolbar.Layout.minimumWidth, toolbar.width)
+        compare([child("portGroup").width, child("deviceGroup").width], [260, 220])
         for (const button of [child("startButton"), child("stopButton")]) {
             compare(button.width, child("startButton").width)
             verify(button.width >= button.implicitContentWidth + button.leftPadding + button.rightPadding, button.text)
+        }
+    }
+
+    // Keyboard focus on a fader scrolled out of the desk's view brings it into view.
+    function test_focusedControlInView() {
+        verify(testTools.writeFile(testTools.configFolder + "/osc_fixtures.json",
+                                   testTools.readFile(examplesDir + "/osc_fixtures.json")))
+        openWindow({ width: 900, height: 560 })
+        mouseClick(child("reloadButton"))
+        waitForRendering(mainWindow.contentItem)
+        const view = child("fixturesScroll").contentItem
+        const sliders = DeskTesting.findAll(view, item => item.objectName === "valueSlider")
+        for (const slider of [sliders[sliders.length - 1], sliders[0]]) {
+            slider.forceActiveFocus()
+            const top = slider.mapToItem(view, 0, 0).y
+            verify(top >= 0 && top + slider.height <= view.height, "focused fader at " + top)
         }
     }
 
