@@ -100,7 +100,7 @@ void TestBackend::sameSecondRunsKeepTheirFiles()
 
 void TestBackend::sendOperations_data()
 {
-    QTest::addColumn<QString>("settings");  // "bundle", "listen", "host=..."
+    QTest::addColumn<QString>("settings");  // "bundle", "listen", "taken" (9000, Start fails), "host=..."
     QTest::addColumn<QVariantList>("arguments");  // as TestSupport::call takes them
     QTest::addColumn<QString>("lines");      // separated by '|'; {port}: the target's port
 
@@ -138,6 +138,11 @@ void TestBackend::sendOperations_data()
     const QString stopped = "|[INFO] OSC UDP socket closed.|[INFO] OSC emulation stopped.";
     row("datagram too large", "", {"/big", "b", QVariantList{QByteArray(65508 - 16, 'x')}},
         "[CRITICAL] Emulator Port Error: Datagram was too large to send" + stopped);
+    row("datagram too large to ::1", "host=::1", {"/big", "b", QVariantList{QByteArray(65528 - 16, 'x')}},
+        "[CRITICAL] Emulator Port Error: Datagram was too large to send" + stopped);
+    // After a Start that failed on a taken port, a failed send still says its own reason.
+    row("too large after a failed start", "taken", {"/big", "b", QVariantList{QByteArray(65508 - 16, 'x')}},
+        "[CRITICAL] Emulator Port Error: Datagram was too large to send" + stopped);
     row("IPv6 target while listening on IPv4", "listen host=::1", {"/a", 255},
         "[CRITICAL] Emulator Port Error: The target's address family is not the socket's" + stopped);
 }
@@ -154,6 +159,12 @@ void TestBackend::sendOperations()
     QVERIFY(sink.bind(QHostAddress::Any, 0));
     OscEmulatorBackend backend;
     backend.setOscTargetPort(sink.localPort());
+    QUdpSocket holder;
+    if (settings.contains("taken")) {
+        QVERIFY(holder.bind(QHostAddress::AnyIPv4, 9000));
+        backend.startEmulation();
+        QVERIFY(!backend.isRunning());
+    }
     if (settings.contains("listen"))
         backend.startEmulation();
     if (settings.contains("host="))
