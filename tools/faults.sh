@@ -10,13 +10,12 @@
 #                                a later run rebuilds incrementally
 #   OSC_FAULTS_SANITIZE=1        the clang AddressSanitizer/UBSan build with the fuzzers
 #                                (10 s each) instead of the plain gcc build
-# Each fault's ctest output is kept in the scratch folder's logs/.
+# Each fault's build and ctest output is kept in the scratch folder's logs/<commit>/.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 faults_file="$ROOT/tools/faults.txt"
 scratch="${OSC_FAULTS_DIR:-$ROOT/build-faults}"
 src="$scratch/src"
-logs="$scratch/logs"
 
 die() { echo "faults.sh: $*" >&2; exit 1; }
 
@@ -59,6 +58,7 @@ fi
 
 # The scratch clone, at the committed HEAD of this checkout.
 head="$(git -C "$ROOT" rev-parse HEAD)"
+logs="$scratch/logs/${head:0:12}"
 if ! git -C "$ROOT" diff --quiet HEAD -- . ':!tools/faults.txt' ':!tools/faults.sh'; then
     echo "Note: uncommitted changes are not part of the run; the faults go into HEAD $head"
 fi
@@ -123,8 +123,9 @@ run_tests() {
         return
     fi
     (cd "$build_dir" && "${isolated[@]}" ctest -j2 --timeout 60 --output-on-failure >"$logs/$1.log" 2>&1) || true
-    sed -nE 's/^ *[0-9]+\/[0-9]+ +Test +#[0-9]+: ([^ ]+) [ .]*\**(Failed|Timeout|Exception|Not Run).*/\1 \2/p' \
-        "$logs/$1.log" | sed -e 's/ Timeout$/ timeout/' -e 's/ [A-Z][a-zA-Z ]*$//'
+    # ctest marks every outcome but a pass with "***": Failed, Timeout, Exception (a crash)...
+    sed -nE 's/^ *[0-9]+\/[0-9]+ +Test +#[0-9]+: ([^ ]+) .*\*\*\*(Timeout)?.*/\1 \2/p' "$logs/$1.log" \
+        | sed -e 's/ Timeout$/ timeout/' -e 's/ $//'
 }
 
 current=""
