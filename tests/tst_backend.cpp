@@ -25,6 +25,8 @@ private slots:
     void sendOperations();
     void unreachableTarget_data();
     void unreachableTarget();
+    void lifecycle_data();
+    void lifecycle();
 };
 
 void TestBackend::setters_data()
@@ -220,6 +222,49 @@ void TestBackend::unreachableTarget()
     }
     QTRY_COMPARE_WITH_TIMEOUT(warnings().size(), sends + 1, 5000);
     QCOMPARE(errors.size(), 0);
+}
+
+// Starting and stopping the device: each refusal and failure as its one line, in order.
+void TestBackend::lifecycle_data()
+{
+    QTest::addColumn<QString>("steps");  // start, stop, taken (9001 held by another socket), port=N
+    QTest::addColumn<QString>("lines");  // separated by '|'
+    QTest::addColumn<bool>("running");
+
+    const QString started = "[INFO] OSC UDP socket successfully bound.|[INFO] OSC emulation started on UDP port 9001.";
+    QTest::newRow("start twice") << "port=1 start start" << started + "|[WARNING] OSC emulator is already running." << true;
+    QTest::newRow("stop while stopped") << "stop" << "[WARNING] OSC emulator is not running." << false;
+    QTest::newRow("start then stop") << "port=1 start stop"
+                                     << started + "|[INFO] OSC UDP socket closed.|[INFO] OSC emulation stopped." << false;
+    QTest::newRow("no port selected") << "port=-1 start" << "[WARNING] Please select an OSC UDP port." << false;
+    QTest::newRow("port taken") << "port=1 taken start"
+                                << "[CRITICAL] Emulator Port Error: The bound address is already in use|"
+                                   "[WARNING] OSC emulator is not running.|[CRITICAL] Failed to bind OSC UDP port 9001."
+                                << false;
+}
+
+void TestBackend::lifecycle()
+{
+    QFETCH(QString, steps);
+    QFETCH(QString, lines);
+    QFETCH(bool, running);
+    OscEmulatorBackend backend;
+    QUdpSocket holder;
+    int mark = backend.logMessages().size();
+    for (const QString &step : steps.split(' ')) {
+        if (step.startsWith("port=")) {
+            backend.setSelectedPortIndex(step.mid(5).toInt());
+            mark = backend.logMessages().size();
+        } else if (step == "taken") {
+            QVERIFY(holder.bind(QHostAddress::AnyIPv4, 9001));
+        } else if (step == "start") {
+            backend.startEmulation();
+        } else {
+            backend.stopEmulation();
+        }
+    }
+    QCOMPARE(logLines(backend, mark), lines.split('|'));
+    QCOMPARE(backend.isRunning(), running);
 }
 
 QTEST_GUILESS_MAIN(TestBackend)

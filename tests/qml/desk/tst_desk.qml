@@ -1,6 +1,7 @@
 import QtQuick
 import QtTest
 import "qrc:/"
+import "qrc:/Rules.js" as Rules
 
 // The desk's controls and strips on their own, against a backend that records calls.
 TestCase {
@@ -174,6 +175,22 @@ TestCase {
     function test_strip_header(data) {
         const strip = create(stripComponent, { fixture: data.fixture })
         compare(["nameText", "subtitleText", "rangeText"].map(name => findChild(strip, name).text), data.texts)
+    }
+
+    // File URLs as QUrl::toLocalFile reads them, for the fixtures and scenario dialogs.
+    function test_url_to_local_path_data() {
+        return [
+            { tag: "plain", url: "file:///home/a/d.json", path: "/home/a/d.json" },
+            { tag: "encoded", url: "file:///home/a%20b/%C3%A9.json", path: "/home/a b/\u00e9.json" },
+            { tag: "stray percent", url: "file:///home/100%/d.json", path: "/home/100%/d.json" },
+            { tag: "windows drive", url: "file:///C:/f/d.json", path: "C:/f/d.json" },
+            { tag: "host", url: "file://Server/share/d.json", path: "//server/share/d.json" },
+            { tag: "not a URL", url: "/already/a/path", path: "/already/a/path" },
+        ]
+    }
+
+    function test_url_to_local_path(data) {
+        compare(Rules.urlToLocalPath(data.url), data.path)
     }
 
     name: "Desk"
