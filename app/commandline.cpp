@@ -2,45 +2,118 @@
 
 #include "headlessmonitor.h"
 #include "headlessrun.h"
+#include "interruption.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QHostAddress>
 #include <QLoggingCategory>
-#include <QSocketNotifier>
 
 #include <cstdio>
-#include <cstring>
 #include <limits>
-
-#ifdef Q_OS_UNIX
-#include <csignal>
-#include <sys/socket.h>
-#include <unistd.h>
-#endif
 
 namespace {
 constexpr int kUsageError = 2;
 
-// The options that ask for a run without the desk.
-bool wantsHeadless(int argc, char *argv[])
+constexpr const char *kUsage =
+        "Usage: %s [--monitor PORT [--count N] [--json]]\n"
+        "       %s --run FILE... [--target HOST:PORT] [--device-port PORT] [--monitor-port PORT] [--junit FILE]\n"
+        "          [--debug-log FILE]\n"
+        "       %s --help | --version\n";
+
+struct Option
 {
-    static const char *const options[] = {"--monitor", "--count", "--json", "--run", "--target", "--device-port",
-                                           "--monitor-port", "--junit", "--help", "-h", "--version", "-v"};
-    for (int i = 1; i < argc; ++i) {
-        for (const char *option : options) {
-            const size_t length = std::strlen(option);
-            if (std::strncmp(argv[i], option, length) == 0 && (argv[i][length] == '\0' || argv[i][length] == '='))
-                return true;
-        }
+    const char *name;
+    bool takesValue;
+};
+
+// The program's own options.
+constexpr Option kOwnOptions[] = {{"monitor", true},     {"count", true},        {"json", false},
+                                  {"run", false},        {"target", true},       {"device-port", true},
+                                  {"monitor-port", true}, {"junit", true},       {"debug-log", true},
+                                  {"help", false},       {"h", false},           {"version", false},
+                                  {"v", false}};
+// Qt's own, which the desk's application takes off the command line (with one dash or two).
+constexpr Option kQtOptions[] = {{"platform", true},   {"platformpluginpath", true}, {"platformtheme", true},
+                                 {"plugin", true},     {"qwindowgeometry", true},    {"qwindowicon", true},
+                                 {"qwindowtitle", true}, {"session", true},          {"display", true},
+                                 {"geometry", true},   {"style", true},              {"stylesheet", true},
+                                 {"name", true},       {"title", true},              {"visual", true},
+                                 {"qmljsdebugger", false}, {"reverse", false},       {"widgetcount", false},
+                                 {"nograb", false},    {"dograb", false},            {"sync", false},
+                                 {"testability", false}};
+
+template<size_t N>
+const Option *findOption(const Option (&options)[N], const QString &name)
+{
+    for (const Option &option : options) {
+        if (name == QLatin1String(option.name))
+            return &option;
     }
-    return false;
+    return nullptr;
+}
+
+// What the arguments ask for, read before any application object exists: the desk, a run
+// without a window, or nothing (with the reason).
+struct Reading
+{
+    bool headless = false;
+    QString fault;
+};
+
+Reading readArguments(int argc, char *argv[])
+{
+    Reading reading;
+    bool run = false;
+    QString stray;
+    for (int i = 1; i < argc; ++i) {
+        const QString argument = QString::fromLocal8Bit(argv[i]);
+        if (!argument.startsWith(u'-') || argument == QLatin1String("-")) {
+            if (stray.isNull())
+                stray = argument;
+            continue;
+        }
+        if (argument == QLatin1String("--")) {
+            if (stray.isNull() && i + 1 < argc)
+                stray = QString::fromLocal8Bit(argv[i + 1]);
+            break;
+        }
+        const QString body = argument.mid(argument.startsWith(QLatin1String("--")) ? 2 : 1);
+        const qsizetype equals = body.indexOf(u'=');
+        const QString name = body.left(equals);
+        const Option *option = findOption(kOwnOptions, name);
+        if (option) {
+            reading.headless = true;
+            run = run || name == QLatin1String("run");
+        } else if (!(option = findOption(kQtOptions, name))) {
+            reading.fault = QStringLiteral("Unknown option '%1'.").arg(argument);
+            return reading;
+        }
+        if (option->takesValue && equals < 0)
+            ++i;
+    }
+    if (!stray.isNull() && !run)
+        reading.fault = QStringLiteral("Unexpected argument '%1' (scenario files go with --run).").arg(stray);
+    return reading;
+}
+
+QByteArray programName(const char *argv0)
+{
+    const QByteArray path(argv0 ? argv0 : "lumenfold-osc-emulator");
+    return path.mid(path.lastIndexOf('/') + 1);
+}
+
+int usageError(const QString &reason, const QByteArray &program)
+{
+    std::fprintf(stderr, "%s\n", qPrintable(reason));
+    std::fprintf(stderr, kUsage, program.constData(), program.constData(), program.constData());
+    std::fprintf(stderr, "Try '%s --help'.\n", program.constData());
+    return kUsageError;
 }
 
 int usageError(const QString &reason)
 {
-    std::fprintf(stderr, "%s\nTry '%s --help'.\n", qPrintable(reason), qPrintable(QCoreApplication::applicationName()));
-    return kUsageError;
+    return usageError(reason, QCoreApplication::applicationName().toLocal8Bit());
 }
 
 // A whole number from min to max, or nothing.
@@ -52,32 +125,6 @@ std::optional<int> numberIn(const QString &text, int min, int max)
         return std::nullopt;
     return number;
 }
-
-#ifdef Q_OS_UNIX
-// SIGINT and SIGTERM end the event loop as a normal finish: the handler only writes a
-// byte, the loop reads it.
-int signalPipe[2] = {-1, -1};
-
-void quitOnSignals(QCoreApplication &app)
-{
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
-        return;
-    auto *notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, &app);
-    QObject::connect(notifier, &QSocketNotifier::activated, &app, [] { QCoreApplication::exit(0); });
-    struct sigaction action {};
-    action.sa_handler = [](int) {
-        const char byte = 1;
-        [[maybe_unused]] const auto written = ::write(signalPipe[0], &byte, 1);
-    };
-    sigemptyset(&action.sa_mask);
-    ::sigaction(SIGINT, &action, nullptr);
-    ::sigaction(SIGTERM, &action, nullptr);
-}
-#else
-void quitOnSignals(QCoreApplication &)
-{
-}
-#endif
 
 int runMonitor(QCoreApplication &app, const QString &portText, const QString &countText, bool json)
 {
@@ -99,7 +146,9 @@ int runMonitor(QCoreApplication &app, const QString &portText, const QString &co
     std::fprintf(stderr, "Monitoring OSC on UDP port %d\n", *port);
     std::fflush(stderr);
     QObject::connect(&monitor, &HeadlessMonitor::done, &app, [] { QCoreApplication::exit(0); });
-    quitOnSignals(app);
+    // Ctrl-C and SIGTERM are a normal end.
+    const Interruption interruption;
+    QObject::connect(&interruption, &Interruption::requested, &app, [] { QCoreApplication::exit(0); });
     return app.exec();
 }
 // "HOST:PORT", the host a numeric address ("[::1]:8000" for IPv6).
@@ -118,7 +167,10 @@ std::optional<std::pair<QString, int>> hostAndPort(const QString &text)
 
 std::optional<int> runCommandLine(int argc, char *argv[])
 {
-    if (!wantsHeadless(argc, argv))
+    const Reading reading = readArguments(argc, argv);
+    if (!reading.fault.isEmpty())
+        return usageError(reading.fault, programName(argc > 0 ? argv[0] : nullptr));
+    if (!reading.headless)
         return std::nullopt;
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationVersion(QStringLiteral(OSC_VERSION));
@@ -144,7 +196,7 @@ std::optional<int> runCommandLine(int argc, char *argv[])
                                           QStringLiteral("With --run: send to <host:port>, whatever the files say."),
                                           QStringLiteral("host:port"));
     const QCommandLineOption devicePortOption(QStringLiteral("device-port"),
-                                              QStringLiteral("With --run: the emulated device's port, 9000 or 9001 "
+                                              QStringLiteral("With --run: the emulated device's UDP port, 1 to 65535 "
                                                              "(default 9000)."),
                                               QStringLiteral("port"), QStringLiteral("9000"));
     const QCommandLineOption monitorPortOption(QStringLiteral("monitor-port"),
@@ -153,8 +205,12 @@ std::optional<int> runCommandLine(int argc, char *argv[])
     const QCommandLineOption junitOption(QStringLiteral("junit"),
                                          QStringLiteral("With --run: write the results as JUnit XML to <file>."),
                                          QStringLiteral("file"));
+    const QCommandLineOption debugLogOption(QStringLiteral("debug-log"),
+                                            QStringLiteral("With --run: write the debug log to <file> (none is "
+                                                           "written otherwise)."),
+                                            QStringLiteral("file"));
     parser.addOptions({monitorOption, countOption, jsonOption, runOption, targetOption, devicePortOption,
-                       monitorPortOption, junitOption});
+                       monitorPortOption, junitOption, debugLogOption});
     parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("With --run: the scenario files."),
                                  QStringLiteral("[files...]"));
     if (!parser.parse(app.arguments()))
@@ -176,24 +232,29 @@ std::optional<int> runCommandLine(int argc, char *argv[])
                 return usageError(QStringLiteral("--target needs a numeric address and a port, as 127.0.0.1:8000, "
                                                  "not '%1'.").arg(parser.value(targetOption)));
         }
-        const QString device = parser.value(devicePortOption);
-        if (device != QLatin1String("9000") && device != QLatin1String("9001"))
-            return usageError(QStringLiteral("--device-port must be 9000 or 9001, not '%1'.").arg(device));
-        options.devicePort = device.toInt();
+        const std::optional<int> devicePort = numberIn(parser.value(devicePortOption), 1, 65535);
+        if (!devicePort)
+            return usageError(QStringLiteral("--device-port needs a UDP port from 1 to 65535, not '%1'.")
+                                      .arg(parser.value(devicePortOption)));
+        options.devicePort = *devicePort;
         const std::optional<int> monitorPort = numberIn(parser.value(monitorPortOption), 1, 65535);
         if (!monitorPort)
             return usageError(QStringLiteral("--monitor-port needs a UDP port from 1 to 65535, not '%1'.")
                                       .arg(parser.value(monitorPortOption)));
         options.monitorPort = *monitorPort;
         options.junitFile = parser.value(junitOption);
-        quitOnSignals(app);
+        options.debugLogFile = parser.value(debugLogOption);
+        if (parser.isSet(debugLogOption) && options.debugLogFile.isEmpty())
+            return usageError(QStringLiteral("--debug-log needs a file name."));
         return runScenarios(options);
     }
     if (!parser.positionalArguments().isEmpty())
         return usageError(QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().first()));
-    if (!parser.isSet(monitorOption))
+    const bool runOnly = parser.isSet(targetOption) || parser.isSet(devicePortOption) || parser.isSet(monitorPortOption)
+            || parser.isSet(junitOption) || parser.isSet(debugLogOption);
+    if (!parser.isSet(monitorOption) || runOnly)
         return usageError(QStringLiteral("--count and --json go with --monitor; --target, --device-port, "
-                                         "--monitor-port and --junit with --run."));
+                                         "--monitor-port, --junit and --debug-log with --run."));
     return runMonitor(app, parser.value(monitorOption), parser.isSet(countOption) ? parser.value(countOption) : QString(),
                       parser.isSet(jsonOption));
 }

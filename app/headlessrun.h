@@ -15,8 +15,11 @@ struct HeadlessRunOptions
     int devicePort = 9000;
     int monitorPort = 9002;
     QString junitFile;
+    QString debugLogFile; // none when empty
 };
 
-// 0 when every expectation held, 1 when one failed, 2 for a file that cannot be read or
-// is not a valid scenario, or a port that cannot be bound.
+// 0 when every expectation held and every send left, 1 when one did not, 2 when the run
+// could not finish: a file that cannot be read or is not a valid scenario, a port or an
+// output file that cannot be had, or SIGINT/SIGTERM (every expectation not judged by then
+// is an error in the JUnit file).
 int runScenarios(const HeadlessRunOptions &options);

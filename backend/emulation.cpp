@@ -40,7 +40,20 @@ void OscEmulatorBackend::startEmulation()
         addLogMessage(QStringLiteral("Invalid OSC UDP port selected."), QtCriticalMsg);
         return;
     }
+    listenOn(port);
+}
 
+void OscEmulatorBackend::startEmulationOn(quint16 port)
+{
+    if (m_isRunning) {
+        addLogMessage(QStringLiteral("OSC emulator is already running."), QtWarningMsg);
+        return;
+    }
+    listenOn(port);
+}
+
+void OscEmulatorBackend::listenOn(quint16 port)
+{
     m_baudRate = port;
     emit baudRateChanged();
     protocolHandler->setProtocolType(OscProtocolHandler::OscChannelProtocol);

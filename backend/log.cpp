@@ -18,20 +18,28 @@ void debugOutput(const QString &line)
 }
 } // namespace
 
-void OscEmulatorBackend::openLogFile()
+void OscEmulatorBackend::openLogFile(const std::optional<QString> &fileName)
 {
-    const QDateTime start = QDateTime::currentDateTime();
-    // Two runs in the same second must not overwrite each other's file: the name is
-    // created exclusively, and a taken name moves on to "_2", "_3"...
     QString name;
-    for (int attempt = 1; attempt <= kMaxLogFileAttempts; ++attempt) {
-        name = LogFormat::debugLogFileName(start, attempt);
-        delete logFile;
+    if (fileName) {
+        if (fileName->isEmpty())
+            return;
+        name = *fileName;
         logFile = new QFile(name, this);
-        if (logFile->open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::NewOnly | QIODevice::Unbuffered))
-            break;
-        if (!logFile->exists())
-            break;
+        logFile->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text | QIODevice::Unbuffered);
+    } else {
+        const QDateTime start = QDateTime::currentDateTime();
+        // Two runs in the same second must not overwrite each other's file: the name is
+        // created exclusively, and a taken name moves on to "_2", "_3"...
+        for (int attempt = 1; attempt <= kMaxLogFileAttempts; ++attempt) {
+            name = LogFormat::debugLogFileName(start, attempt);
+            delete logFile;
+            logFile = new QFile(name, this);
+            if (logFile->open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::NewOnly | QIODevice::Unbuffered))
+                break;
+            if (!logFile->exists())
+                break;
+        }
     }
     if (!logFile->isOpen()) {
         qWarning() << "Failed to open log file:" << name;

@@ -5,6 +5,16 @@
 #include "oscwire.h"
 
 OscEmulatorBackend::OscEmulatorBackend(QObject *parent)
+    : OscEmulatorBackend(std::nullopt, parent)
+{
+}
+
+OscEmulatorBackend::OscEmulatorBackend(const QString &debugLogFile, QObject *parent)
+    : OscEmulatorBackend(std::optional<QString>(debugLogFile), parent)
+{
+}
+
+OscEmulatorBackend::OscEmulatorBackend(const std::optional<QString> &debugLogFile, QObject *parent)
     : QObject(parent)
     , emulatorPort(new OscEmulatorPort(this))
     , protocolHandler(new OscProtocolHandler(this))
@@ -20,7 +30,7 @@ OscEmulatorBackend::OscEmulatorBackend(QObject *parent)
     , m_sendIntValues(false)
     , m_sendAsBundle(false)
 {
-    openLogFile();
+    openLogFile(debugLogFile);
 
     m_emulatedDevices = QStringList{QStringLiteral("OSC Input (/osc/channel)")};
     oscBuffer = QByteArray(Osc::kChannelCount, '\0');

@@ -11,6 +11,7 @@
 #include <QVariantList>
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace LogFormat {
@@ -43,7 +44,10 @@ class OscEmulatorBackend : public QObject
     Q_PROPERTY(QVariantList fixtures READ fixtures NOTIFY fixturesChanged)
 
 public:
+    // The debug log file is one per run in the working directory.
     explicit OscEmulatorBackend(QObject *parent = nullptr);
+    // The debug log file is `debugLogFile`, or none when that is empty.
+    OscEmulatorBackend(const QString &debugLogFile, QObject *parent);
     ~OscEmulatorBackend() override;
 
     QStringList availablePorts() const { return m_availablePorts; }
@@ -78,9 +82,10 @@ public:
     void addLogMessage(const QString &message, QtMsgType level) const;
 
     // Sends one message to the target as the typed send does, bundled or not as asked
-    // rather than as the Bundle switch says.
-    void sendTypedMessage(const QString &oscAddress, const QString &typeTags, const QVariantList &values,
-                          bool asBundle);
+    // rather than as the Bundle switch says. False when the datagram did not leave, with
+    // the reason in *error.
+    bool sendTypedMessage(const QString &oscAddress, const QString &typeTags, const QVariantList &values,
+                          bool asBundle, QString *error = nullptr);
 
     // Called with every datagram that left for the target, in order.
     using SendObserver = std::function<void(const QByteArray &datagram, const QHostAddress &target, quint16 port)>;
@@ -88,6 +93,8 @@ public:
 
     Q_INVOKABLE void refreshPorts();
     Q_INVOKABLE void startEmulation();
+    // Starts listening on any UDP port, not only the ones offered: for runs without a window.
+    void startEmulationOn(quint16 port);
     Q_INVOKABLE void stopEmulation();
     Q_INVOKABLE int getChannelValue(int channel);
     Q_INVOKABLE void clearLog();
@@ -131,13 +138,17 @@ private slots:
 
 private:
     // log
-    void openLogFile();
+    OscEmulatorBackend(const std::optional<QString> &debugLogFile, QObject *parent);
+    void openLogFile(const std::optional<QString> &fileName);
     void closeLogFile();
     void writeToLogFile(const QString &text) const;
     void writeLogFileLine(const LogFormat::Stamp &stamp, const QString &text) const;
+    // emulation
+    void listenOn(quint16 port);
     // send
     bool sendOscDatagram(const QByteArray &message, const QString &description);
-    bool sendOscDatagram(const QByteArray &message, const QString &description, bool asBundle);
+    bool sendOscDatagram(const QByteArray &message, const QString &description, bool asBundle,
+                         QString *error = nullptr);
     void handleTargetUnreachable(const QString &error);
     // receive
     void handleDatagram(const QByteArray &data);

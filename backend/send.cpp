@@ -60,18 +60,23 @@ void OscEmulatorBackend::sendOscTyped(const QString &oscAddress, const QString &
     sendTypedMessage(oscAddress, typeTags, values, m_sendAsBundle);
 }
 
-void OscEmulatorBackend::sendTypedMessage(const QString &oscAddress, const QString &typeTags,
-                                          const QVariantList &values, bool asBundle)
+bool OscEmulatorBackend::sendTypedMessage(const QString &oscAddress, const QString &typeTags,
+                                          const QVariantList &values, bool asBundle, QString *error)
 {
     if (oscAddress.trimmed().isEmpty()) {
         addLogMessage(emptyAddressRefusal(), QtWarningMsg);
-        return;
+        if (error)
+            *error = emptyAddressRefusal();
+        return false;
     }
-    QString error;
-    const QByteArray message = Osc::buildTypedOscMessage(oscAddress, typeTags, values, &error);
+    QString encodeError;
+    const QByteArray message = Osc::buildTypedOscMessage(oscAddress, typeTags, values, &encodeError);
     if (message.isEmpty()) {
-        addLogMessage(QStringLiteral("Cannot send OSC %1: %2").arg(oscAddress, error), QtWarningMsg);
-        return;
+        const QString refusal = QStringLiteral("Cannot send OSC %1: %2").arg(oscAddress, encodeError);
+        addLogMessage(refusal, QtWarningMsg);
+        if (error)
+            *error = refusal;
+        return false;
     }
     QStringList texts;
     texts.reserve(values.size());
@@ -79,7 +84,7 @@ void OscEmulatorBackend::sendTypedMessage(const QString &oscAddress, const QStri
         texts.append(value.toString());
     const QString description =
             QStringLiteral("%1 ,%2 %3").arg(oscAddress, typeTags, texts.join(QLatin1Char(' '))).trimmed();
-    sendOscDatagram(message, description, asBundle);
+    return sendOscDatagram(message, description, asBundle, error);
 }
 
 bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QString &description)
@@ -87,16 +92,19 @@ bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QStrin
     return sendOscDatagram(message, description, m_sendAsBundle);
 }
 
-bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QString &description, bool asBundle)
+bool OscEmulatorBackend::sendOscDatagram(const QByteArray &message, const QString &description, bool asBundle,
+                                         QString *error)
 {
     const QHostAddress &address = m_targetAddress;
     if (address.isNull()) {
-        addLogMessage(QStringLiteral("Cannot send OSC: invalid target host '%1'.").arg(m_oscTargetHost),
-                      QtWarningMsg);
+        const QString refusal = QStringLiteral("Cannot send OSC: invalid target host '%1'.").arg(m_oscTargetHost);
+        addLogMessage(refusal, QtWarningMsg);
+        if (error)
+            *error = refusal;
         return false;
     }
     const QByteArray datagram = asBundle ? Osc::wrapInBundle(message) : message;
-    if (!emulatorPort->send(datagram, address, static_cast<quint16>(m_oscTargetPort)))
+    if (!emulatorPort->send(datagram, address, static_cast<quint16>(m_oscTargetPort), error))
         return false;
     // "TX OSC %1%2, size=%3 bytes, dst=%4:%5, hex=%6", appended piece by piece: this line
     // is written for every datagram the desk sends.

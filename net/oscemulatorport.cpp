@@ -81,10 +81,13 @@ bool OscEmulatorPort::isOpen() const
     return m_socket->state() != QAbstractSocket::UnconnectedState;
 }
 
-bool OscEmulatorPort::send(const QByteArray &data, const QHostAddress &address, quint16 port)
+bool OscEmulatorPort::send(const QByteArray &data, const QHostAddress &address, quint16 port, QString *reason)
 {
-    if (data.isEmpty())
+    if (data.isEmpty()) {
+        if (reason)
+            *reason = QStringLiteral("empty datagram");
         return false;
+    }
     QString error;
     // The binding writeDatagram would make by itself (any address, ephemeral port), made
     // first so that the error queue is on before the first datagram can be refused.
@@ -97,6 +100,8 @@ bool OscEmulatorPort::send(const QByteArray &data, const QHostAddress &address, 
                            .arg(quotedText(address.toString()))
                            .arg(port)
                            .arg(quotedText(error)));
+    if (reason)
+        *reason = error;
     return false;
 }
 

@@ -22,7 +22,8 @@ public:
     bool open(quint16 port);
     void close();
     bool isOpen() const;
-    bool send(const QByteArray &data, const QHostAddress &address, quint16 port);
+    // False when the datagram did not leave, with the socket's own reason in *error.
+    bool send(const QByteArray &data, const QHostAddress &address, quint16 port, QString *error = nullptr);
 
     quint16 localPort() const { return m_socket->localPort(); }
 

@@ -88,6 +88,11 @@ QByteArray writeScenario(const File &file)
     return text;
 }
 
+QString stepName(int index)
+{
+    return QStringLiteral("step %1").arg(index + 1);
+}
+
 QString describeStep(const Step &step)
 {
     QStringList values;

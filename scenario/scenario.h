@@ -20,6 +20,8 @@ namespace Scenario {
 
 constexpr int kFormatVersion = 1;
 constexpr int kDefaultWithinMs = 1000;
+// The longest "at", "wait" or "within": 24 hours, in milliseconds.
+constexpr qint64 kMaxMilliseconds = 24 * 60 * 60 * 1000;
 
 struct Step
 {
@@ -52,8 +54,11 @@ struct File
     QList<Step> steps;
 };
 
-// Reads a scenario; false with the first fault in *error, which names the step's index
-// and the key ("step 3: \"tags\" ...").
+// A step as people count it, from 1: "step 1" for the first.
+QString stepName(int index);
+
+// Reads a scenario; false with the first fault in *error, which names the step and the
+// key ("step 3: \"tags\" ...").
 bool readScenario(const QByteArray &json, File *out, QString *error);
 
 // The scenario as a file that readScenario reads back to the same steps.

@@ -110,11 +110,13 @@ void Player::runStep()
     const Step &step = m_file.steps.at(m_index);
     emit stepStarted(m_index);
     switch (step.kind) {
-    case Step::Kind::Send:
+    case Step::Kind::Send: {
         m_lateness.append(m_clock.nsecsElapsed() / 1000 - m_due * 1000);
-        m_backend->sendTypedMessage(step.address, step.tags, step.values, step.bundle);
-        finishStep(true, QString());
+        QString error;
+        const bool sent = m_backend->sendTypedMessage(step.address, step.tags, step.values, step.bundle, &error);
+        finishStep(sent, error);
         return;
+    }
     case Step::Kind::Wait:
         m_timer.start(int(step.milliseconds));
         return;
@@ -144,7 +146,8 @@ void Player::finishStep(bool passed, const QString &detail)
     m_timer.stop();
     m_poll.stop();
     const Step &step = m_file.steps.at(m_index);
-    if (step.isExpectation())
+    // A send that did not leave fails the run as a failed expectation does.
+    if (step.isExpectation() || !passed)
         ++(passed ? m_passed : m_failed);
     emit stepFinished(StepResult{m_index, passed, detail});
     if (m_playing)

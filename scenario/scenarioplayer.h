@@ -17,7 +17,8 @@ struct OscDecodedMessage;
 
 namespace Scenario {
 
-// The outcome of one step: sends and waits always pass; an expectation says what it saw.
+// The outcome of one step: a wait always passes, a send when its datagram left (otherwise
+// the detail says why); an expectation says what it saw.
 struct StepResult
 {
     int index = 0;
@@ -48,7 +49,8 @@ public:
 signals:
     void stepStarted(int index);
     void stepFinished(const Scenario::StepResult &result);
-    // After the last step, or after stop() with stopped true.
+    // After the last step, or after stop() with stopped true. `failed` counts the
+    // expectations that failed and the sends that did not leave.
     void finished(int passed, int failed, bool stopped);
 
 private:

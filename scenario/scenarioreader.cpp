@@ -2,6 +2,7 @@
 
 #include "oscwire.h"
 
+#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -12,6 +13,13 @@
 namespace Scenario {
 
 namespace {
+
+// A number as a reader of the file wrote it: 86400000, not 8.64e+07.
+QString numberText(double number)
+{
+    return number == std::floor(number) && std::abs(number) < 1e15 ? QString::number(qint64(number))
+                                                                      : QString::number(number);
+}
 
 // Collects the first fault; every check after it is skipped by its caller.
 class Reader
@@ -44,8 +52,8 @@ public:
         const QJsonValue value = object.value(key);
         const double number = value.toDouble();
         if (!value.isDouble() || number < min || number > max || (whole && number != std::floor(number))) {
-            const QString range = max >= 1e15 ? QStringLiteral("at least %1").arg(min)
-                                              : QStringLiteral("from %1 to %2").arg(min).arg(max);
+            const QString range = max >= 1e15 ? QStringLiteral("at least %1").arg(numberText(min))
+                                              : QStringLiteral("from %1 to %2").arg(numberText(min), numberText(max));
             return fail(where, QStringLiteral("\"%1\" must be %2 %3")
                                        .arg(key, whole ? QStringLiteral("a whole number") : QStringLiteral("a number"),
                                             range));
@@ -56,10 +64,13 @@ public:
 
     bool milliseconds(const QString &where, const QJsonObject &object, const QString &key, qint64 *out)
     {
-        double value = 0;
-        if (!number(where, object, key, 0, 1e15, &value))
-            return false;
-        *out = qint64(std::llround(value));
+        const QJsonValue value = object.value(key);
+        const double ms = value.toDouble();
+        if (!value.isDouble() || ms < 0 || ms > kMaxMilliseconds)
+            return fail(where, QStringLiteral("\"%1\" must be a number of milliseconds from 0 to %2 (24 hours)")
+                                       .arg(key)
+                                       .arg(kMaxMilliseconds));
+        *out = qint64(std::llround(ms));
         return true;
     }
 
@@ -69,6 +80,25 @@ public:
         if (!value.isString() || value.toString().isEmpty())
             return fail(where, QStringLiteral("\"%1\" must be a text that is not empty").arg(key));
         *out = value.toString();
+        return true;
+    }
+
+    // An address, or with `pattern` an address pattern: from '/', without blanks or NUL,
+    // and an address without the characters that make a pattern.
+    bool address(const QString &where, const QJsonObject &object, const QString &key, bool pattern, QString *out)
+    {
+        if (!text(where, object, key, out))
+            return false;
+        if (!out->startsWith(u'/'))
+            return fail(where, QStringLiteral("\"%1\" must begin with '/'").arg(key));
+        for (const QChar c : *out) {
+            if (c.isNull())
+                return fail(where, QStringLiteral("\"%1\" must not hold U+0000").arg(key));
+            if (c.isSpace())
+                return fail(where, QStringLiteral("\"%1\" must not hold a blank").arg(key));
+            if (!pattern && QStringLiteral("#*,?[]{}").contains(c))
+                return fail(where, QStringLiteral("\"%1\" must not hold '%2' (only a pattern may)").arg(key, c));
+        }
         return true;
     }
 
@@ -113,6 +143,9 @@ bool readSendValues(Reader &reader, const QString &where, const QString &tags, c
         if (tag == u's' || tag == u'b') {
             if (!value.isString())
                 return reader.fail(where, QStringLiteral("%1 must be a text for '%2'").arg(item, tag));
+            // An OSC-string ends at its first NUL; a blob may hold any byte.
+            if (tag == u's' && value.toString().contains(QChar::Null))
+                return reader.fail(where, QStringLiteral("%1 must not hold U+0000").arg(item));
             out->append(value.toString());
         } else if (tag == u'f' || tag == u'd') {
             if (!value.isDouble())
@@ -140,10 +173,9 @@ bool readSendValues(Reader &reader, const QString &where, const QString &tags, c
 bool readSend(Reader &reader, const QString &where, const QJsonObject &send, Step *step)
 {
     step->kind = Step::Kind::Send;
-    if (!reader.onlyKeys(where, send, {"address", "tags", "values", "bundle"}) || !reader.text(where, send, "address", &step->address))
+    if (!reader.onlyKeys(where, send, {"address", "tags", "values", "bundle"})
+        || !reader.address(where, send, "address", false, &step->address))
         return false;
-    if (!step->address.startsWith(u'/'))
-        return reader.fail(where, QStringLiteral("\"address\" must begin with '/'"));
     if (send.contains("tags") && !send.value("tags").isString())
         return reader.fail(where, QStringLiteral("\"tags\" must be a text"));
     if (send.contains("values") && !send.value("values").isArray())
@@ -169,7 +201,7 @@ bool readExpect(Reader &reader, const QString &where, const QJsonObject &expect,
         step->kind = Step::Kind::ExpectDevice;
         double universe = 0, channel = 0, value = 0;
         if (!reader.onlyKeys(where, body, {"universe", "channel", "value", "tolerance"})
-            || !reader.number(where, body, "universe", 0, 1e15, &universe, true))
+            || (body.contains("universe") && !reader.number(where, body, "universe", 0, 1e15, &universe, true)))
             return false;
         if (universe != 0)
             return reader.fail(where, QStringLiteral("\"universe\" must be 0: the emulated device keeps universe 0 only"));
@@ -184,7 +216,8 @@ bool readExpect(Reader &reader, const QString &where, const QJsonObject &expect,
     }
     if (kind == QLatin1String("monitor")) {
         step->kind = Step::Kind::ExpectMonitor;
-        if (!reader.onlyKeys(where, body, {"address", "values", "tolerance"}) || !reader.text(where, body, "address", &step->address)
+        if (!reader.onlyKeys(where, body, {"address", "values", "tolerance"})
+            || !reader.address(where, body, "address", true, &step->address)
             || (body.contains("tolerance") && !reader.number(where, body, "tolerance", 0, 1e15, &step->tolerance)))
             return false;
         if (body.contains("values")) {
@@ -192,12 +225,16 @@ bool readExpect(Reader &reader, const QString &where, const QJsonObject &expect,
                 return reader.fail(where, QStringLiteral("\"values\" must be an array"));
             step->hasValues = true;
             step->values = body.value("values").toArray().toVariantList();
+            for (qsizetype i = 0; i < step->values.size(); ++i) {
+                if (step->values.at(i).toString().contains(QChar::Null))
+                    return reader.fail(where, QStringLiteral("\"values\"[%1] must not hold U+0000").arg(i));
+            }
         }
         return true;
     }
     if (kind == QLatin1String("none")) {
         step->kind = Step::Kind::ExpectNone;
-        return reader.onlyKeys(where, body, {"address"}) && reader.text(where, body, "address", &step->address);
+        return reader.onlyKeys(where, body, {"address"}) && reader.address(where, body, "address", true, &step->address);
     }
     return reader.fail(where, QStringLiteral("unknown expectation \"%1\" (device, monitor or none)").arg(kind));
 }
@@ -264,6 +301,11 @@ bool readScenario(const QByteArray &json, File *out, QString *error)
             QString host;
             if (!reader.text(QStringLiteral("target"), target, "host", &host))
                 return false;
+            // Host names are never looked up: a name would leave nothing.
+            if (QHostAddress(host).isNull())
+                return reader.fail(QStringLiteral("target"),
+                                   QStringLiteral("\"host\" must be a numeric IPv4 or IPv6 address, as 127.0.0.1, "
+                                                  "not '%1'").arg(host));
             file.targetHost = host;
         }
         if (target.contains("port")) {
@@ -278,7 +320,7 @@ bool readScenario(const QByteArray &json, File *out, QString *error)
     const QJsonArray steps = root.value("steps").toArray();
     for (qsizetype i = 0; i < steps.size(); ++i) {
         Step step;
-        if (!readStep(reader, QStringLiteral("step %1").arg(i), steps.at(i), &step))
+        if (!readStep(reader, stepName(int(i)), steps.at(i), &step))
             return false;
         file.steps.append(step);
     }

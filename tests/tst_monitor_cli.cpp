@@ -92,6 +92,12 @@ void TestMonitorCommandLine::exitCodes_data()
     QTest::newRow("unknown option") << QStringList{"--monitor", "9", "--loud"} << 2 << QByteArray("loud");
     QTest::newRow("port taken") << QStringList{"--monitor", "taken"} << 2 << QByteArray("Cannot listen on UDP port");
     QTest::newRow("SIGTERM") << QStringList{"--monitor", "free"} << 0 << QByteArray();
+    // Without a display a window would abort: these must end before one is made.
+    QTest::newRow("a misspelt option") << QStringList{"--rnu", "x.json"} << 2 << QByteArray("Unknown option '--rnu'.\nUsage:");
+    QTest::newRow("a file without --run") << QStringList{"-platform", "offscreen", "x.json"} << 2
+                                          << QByteArray("Unexpected argument 'x.json'");
+    QTest::newRow("device port 70000") << QStringList{"--run", "x.json", "--device-port", "70000"} << 2
+                                       << QByteArray("from 1 to 65535, not '70000'");
 }
 
 void TestMonitorCommandLine::exitCodes()
@@ -104,6 +110,10 @@ void TestMonitorCommandLine::exitCodes()
     if (arguments.value(1) == "taken")
         arguments[1] = QString::number(holder.localPort());
     QProcess monitor;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("QT_QPA_PLATFORM");
+    environment.remove("DISPLAY");
+    monitor.setProcessEnvironment(environment);
     if (arguments.value(1) == "free") {
         startMonitor(monitor, TestSupport::closedPort(), {});
         monitor.terminate();
