@@ -1,8 +1,10 @@
 #include "oscemulatorbackend.h"
 
+#include "emulateddevice.h"
+#include "eventlog.h"
+#include "fixturestore.h"
 #include "oscemulatorport.h"
-#include "oscprotocolhandler.h"
-#include "oscwire.h"
+#include "oscsender.h"
 
 OscEmulatorBackend::OscEmulatorBackend(QObject *parent)
     : OscEmulatorBackend(std::nullopt, parent)
@@ -16,110 +18,110 @@ OscEmulatorBackend::OscEmulatorBackend(const QString &debugLogFile, QObject *par
 
 OscEmulatorBackend::OscEmulatorBackend(const std::optional<QString> &debugLogFile, QObject *parent)
     : QObject(parent)
-    , emulatorPort(new OscEmulatorPort(this))
-    , protocolHandler(new OscProtocolHandler(this))
-    , m_selectedPortIndex(-1)
-    , m_selectedDeviceIndex(0)
-    , m_isRunning(false)
-    , updateTimer(new QTimer(this))
-    , m_packetCount(0)
-    , m_baudRate(8000)
-    , m_oscTargetHost(QStringLiteral("127.0.0.1"))
-    , m_targetAddress(m_oscTargetHost)
-    , m_oscTargetPort(8000)
-    , m_sendIntValues(false)
-    , m_sendAsBundle(false)
+    , m_log(new EventLog(debugLogFile, this))
+    , m_port(new OscEmulatorPort(this))
+    , m_sender(new OscSender(m_port, m_log, this))
+    , m_device(new EmulatedDevice(m_port, m_log, this))
+    , m_fixtureStore(new FixtureStore(m_log, this))
 {
-    openLogFile(debugLogFile);
+    connect(m_log, &EventLog::linesChanged, this, &OscEmulatorBackend::logMessagesChanged);
 
-    m_emulatedDevices = QStringList{QStringLiteral("OSC Input (/osc/channel)")};
-    oscBuffer = QByteArray(Osc::kChannelCount, '\0');
-    updateTimer->setInterval(kUpdateIntervalMs);
-    updateTimer->setSingleShot(false);
+    connect(m_sender, &OscSender::targetHostChanged, this, &OscEmulatorBackend::oscTargetHostChanged);
+    connect(m_sender, &OscSender::targetPortChanged, this, &OscEmulatorBackend::oscTargetPortChanged);
+    connect(m_sender, &OscSender::sendIntValuesChanged, this, &OscEmulatorBackend::sendIntValuesChanged);
+    connect(m_sender, &OscSender::sendAsBundleChanged, this, &OscEmulatorBackend::sendAsBundleChanged);
 
-    connect(updateTimer, &QTimer::timeout, this, &OscEmulatorBackend::onUpdateTimerTimeout);
-    connect(emulatorPort, &OscEmulatorPort::dataReceived, this,
-            [this](const QByteArray &data) { handleDatagram(data); });
-    connect(emulatorPort, &OscEmulatorPort::errorOccurred, this, &OscEmulatorBackend::handleEmulatorPortError);
-    connect(emulatorPort, &OscEmulatorPort::targetUnreachable, this,
-            [this](const QString &error) { handleTargetUnreachable(error); });
-    connect(emulatorPort, &OscEmulatorPort::portOpened, this, &OscEmulatorBackend::handlePortOpened);
-    connect(emulatorPort, &OscEmulatorPort::portClosed, this, &OscEmulatorBackend::handlePortClosed);
-    connect(protocolHandler, &OscProtocolHandler::oscDataReceived, this, &OscEmulatorBackend::handleOscDataReceived);
-    connect(protocolHandler, &OscProtocolHandler::oscChannelReceived, this,
-            &OscEmulatorBackend::handleOscChannelReceived);
-    connect(protocolHandler, &OscProtocolHandler::protocolError, this, &OscEmulatorBackend::handleProtocolError);
+    connect(m_device, &EmulatedDevice::availablePortsChanged, this, &OscEmulatorBackend::availablePortsChanged);
+    connect(m_device, &EmulatedDevice::emulatedDevicesChanged, this, &OscEmulatorBackend::emulatedDevicesChanged);
+    connect(m_device, &EmulatedDevice::selectedPortIndexChanged, this, &OscEmulatorBackend::selectedPortIndexChanged);
+    connect(m_device, &EmulatedDevice::selectedDeviceIndexChanged, this,
+            &OscEmulatorBackend::selectedDeviceIndexChanged);
+    connect(m_device, &EmulatedDevice::isRunningChanged, this, &OscEmulatorBackend::isRunningChanged);
+    connect(m_device, &EmulatedDevice::statusMessageChanged, this, &OscEmulatorBackend::statusMessageChanged);
+    connect(m_device, &EmulatedDevice::oscBufferChanged, this, &OscEmulatorBackend::oscBufferChanged);
+    connect(m_device, &EmulatedDevice::rgbValuesChanged, this, &OscEmulatorBackend::rgbValuesChanged);
+    connect(m_device, &EmulatedDevice::packetCountChanged, this, &OscEmulatorBackend::packetCountChanged);
+    connect(m_device, &EmulatedDevice::baudRateChanged, this, &OscEmulatorBackend::baudRateChanged);
+    connect(m_device, &EmulatedDevice::errorOccurred, this, &OscEmulatorBackend::errorOccurred);
 
-    refreshPorts();
-
-    m_statusMessage = QStringLiteral("Ready");
-    emit statusMessageChanged();
+    connect(m_fixtureStore, &FixtureStore::fixturesChanged, this, &OscEmulatorBackend::fixturesChanged);
+    connect(m_fixtureStore, &FixtureStore::errorOccurred, this, &OscEmulatorBackend::errorOccurred);
 }
 
 OscEmulatorBackend::~OscEmulatorBackend()
 {
-    stopEmulation();
-    closeLogFile();
+    m_device->stop();
+    // The parts may log until they are gone; the log goes last.
+    delete m_fixtureStore;
+    delete m_device;
+    delete m_sender;
+    delete m_port;
+    m_log->close();
 }
 
-// Setters: a refused or equal value does nothing at all; an accepted one is stored,
-// logged where it has a message, then announced.
+QStringList OscEmulatorBackend::availablePorts() const { return m_device->availablePorts(); }
+QStringList OscEmulatorBackend::emulatedDevices() const { return m_device->emulatedDevices(); }
+int OscEmulatorBackend::selectedPortIndex() const { return m_device->selectedPortIndex(); }
+int OscEmulatorBackend::selectedDeviceIndex() const { return m_device->selectedDeviceIndex(); }
+bool OscEmulatorBackend::isRunning() const { return m_device->isRunning(); }
+QString OscEmulatorBackend::statusMessage() const { return m_device->statusMessage(); }
+QStringList OscEmulatorBackend::logMessages() const { return m_log->lines(); }
+int OscEmulatorBackend::redValue() const { return m_device->channelValue(1); }
+int OscEmulatorBackend::greenValue() const { return m_device->channelValue(2); }
+int OscEmulatorBackend::blueValue() const { return m_device->channelValue(3); }
+int OscEmulatorBackend::packetCount() const { return m_device->packetCount(); }
+int OscEmulatorBackend::baudRate() const { return m_device->baudRate(); }
+QString OscEmulatorBackend::oscTargetHost() const { return m_sender->targetHost(); }
+int OscEmulatorBackend::oscTargetPort() const { return m_sender->targetPort(); }
+bool OscEmulatorBackend::sendIntValues() const { return m_sender->sendIntValues(); }
+bool OscEmulatorBackend::sendAsBundle() const { return m_sender->sendAsBundle(); }
+QVariantList OscEmulatorBackend::fixtures() const { return m_fixtureStore->fixtures(); }
 
-void OscEmulatorBackend::setSelectedPortIndex(int index)
+void OscEmulatorBackend::setSelectedPortIndex(int index) { m_device->setSelectedPortIndex(index); }
+void OscEmulatorBackend::setSelectedDeviceIndex(int index) { m_device->setSelectedDeviceIndex(index); }
+void OscEmulatorBackend::setOscTargetHost(const QString &host) { m_sender->setTargetHost(host); }
+void OscEmulatorBackend::setOscTargetPort(int port) { m_sender->setTargetPort(port); }
+void OscEmulatorBackend::setSendIntValues(bool on) { m_sender->setSendIntValues(on); }
+void OscEmulatorBackend::setSendAsBundle(bool on) { m_sender->setSendAsBundle(on); }
+
+QString OscEmulatorBackend::logFileName() const { return m_log->fileName(); }
+void OscEmulatorBackend::addLogMessage(const QString &message, QtMsgType level) const { m_log->add(message, level); }
+void OscEmulatorBackend::clearLog() { m_log->clear(); }
+
+bool OscEmulatorBackend::sendTypedMessage(const QString &oscAddress, const QString &typeTags,
+                                          const QVariantList &values, bool asBundle, QString *error)
 {
-    if (index < -1 || index >= m_availablePorts.size() || index == m_selectedPortIndex)
-        return;
-    m_selectedPortIndex = index;
-    emit selectedPortIndexChanged();
+    return m_sender->sendTyped(oscAddress, typeTags, values, asBundle, error);
 }
 
-void OscEmulatorBackend::setSelectedDeviceIndex(int index)
+void OscEmulatorBackend::addSendObserver(SendObserver observer)
 {
-    if (index < 0 || index >= m_emulatedDevices.size() || index == m_selectedDeviceIndex)
-        return;
-    m_selectedDeviceIndex = index;
-    addLogMessage(QStringLiteral("Selected logical OSC device index: %1").arg(index), QtInfoMsg);
-    emit selectedDeviceIndexChanged();
+    connect(m_sender, &OscSender::datagramSent, this, std::move(observer));
 }
 
-void OscEmulatorBackend::setOscTargetHost(const QString &host)
+void OscEmulatorBackend::sendOscChannel(int universe, int channel, int value)
 {
-    if (host == m_oscTargetHost)
-        return;
-    m_oscTargetHost = host;
-    // Numeric addresses only: host names are never resolved.
-    m_targetAddress = QHostAddress(host);
-    addLogMessage(QStringLiteral("OSC target host set to ") + host, QtInfoMsg);
-    emit oscTargetHostChanged();
+    m_sender->sendChannel(universe, channel, value);
 }
 
-void OscEmulatorBackend::setOscTargetPort(int port)
+void OscEmulatorBackend::sendOscToAddress(const QString &oscAddress, int value)
 {
-    if (port < 1 || port > 65535 || port == m_oscTargetPort)
-        return;
-    m_oscTargetPort = port;
-    addLogMessage(QStringLiteral("OSC target port set to %1").arg(port), QtInfoMsg);
-    emit oscTargetPortChanged();
+    m_sender->sendToAddress(oscAddress, value);
 }
 
-void OscEmulatorBackend::setSendIntValues(bool on)
+void OscEmulatorBackend::sendOscTyped(const QString &oscAddress, const QString &typeTags, const QVariantList &values)
 {
-    if (on == m_sendIntValues)
-        return;
-    m_sendIntValues = on;
-    addLogMessage(on ? QStringLiteral("OSC values sent as int 0-127 (,i)")
-                     : QStringLiteral("OSC values sent as float 0.0-1.0 (,f)"),
-                  QtInfoMsg);
-    emit sendIntValuesChanged();
+    m_sender->sendTyped(oscAddress, typeTags, values, m_sender->sendAsBundle());
 }
 
-void OscEmulatorBackend::setSendAsBundle(bool on)
-{
-    if (on == m_sendAsBundle)
-        return;
-    m_sendAsBundle = on;
-    addLogMessage(on ? QStringLiteral("OSC messages sent inside a #bundle")
-                     : QStringLiteral("OSC messages sent on their own (no bundle)"),
-                  QtInfoMsg);
-    emit sendAsBundleChanged();
-}
+void OscEmulatorBackend::refreshPorts() { m_device->refreshPorts(); }
+void OscEmulatorBackend::startEmulation() { m_device->start(); }
+void OscEmulatorBackend::startEmulationOn(quint16 port) { m_device->startOn(port); }
+void OscEmulatorBackend::stopEmulation() { m_device->stop(); }
+int OscEmulatorBackend::getChannelValue(int channel) { return m_device->channelValue(channel); }
+void OscEmulatorBackend::forceUpdate() { m_device->announce(); }
+
+void OscEmulatorBackend::loadFixturesFromFile(const QString &filePath) { m_fixtureStore->load(filePath); }
+void OscEmulatorBackend::saveFixturesToFile(const QString &filePath) const { m_fixtureStore->save(filePath); }
+void OscEmulatorBackend::loadDefaultFixturesConfig() { m_fixtureStore->load(QString()); }
+void OscEmulatorBackend::saveDefaultFixturesConfig() const { m_fixtureStore->save(QString()); }

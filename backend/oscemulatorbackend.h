@@ -1,27 +1,25 @@
 #pragma once
 
 #include <QByteArray>
-#include <QFile>
 #include <QHostAddress>
 #include <QObject>
 #include <QString>
 #include <QStringList>
-#include <QTextStream>
-#include <QTimer>
 #include <QVariantList>
 
 #include <functional>
 #include <optional>
-#include <vector>
 
-namespace LogFormat {
-struct Stamp;
-}
+class EmulatedDevice;
+class EventLog;
+class FixtureStore;
 class OscEmulatorPort;
-class OscProtocolHandler;
+class OscSender;
 
-// All state and logic of the desk, published to QML as `backend`.
-// Every outcome the user should see ends as one line of the levelled log.
+// The object QML talks to, published as `backend`: it owns the four parts that do the
+// work (the log, the sender, the emulated device, the fixtures store) and offers their
+// state and operations as one interface. Every outcome the user should see ends as one
+// line of the levelled log.
 class OscEmulatorBackend : public QObject
 {
     Q_OBJECT
@@ -50,23 +48,23 @@ public:
     OscEmulatorBackend(const QString &debugLogFile, QObject *parent);
     ~OscEmulatorBackend() override;
 
-    QStringList availablePorts() const { return m_availablePorts; }
-    QStringList emulatedDevices() const { return m_emulatedDevices; }
-    int selectedPortIndex() const { return m_selectedPortIndex; }
-    int selectedDeviceIndex() const { return m_selectedDeviceIndex; }
-    bool isRunning() const { return m_isRunning; }
-    QString statusMessage() const { return m_statusMessage; }
-    QStringList logMessages() const { return m_logMessages; }
-    int redValue() const { return bufferByte(0); }
-    int greenValue() const { return bufferByte(1); }
-    int blueValue() const { return bufferByte(2); }
-    int packetCount() const { return m_packetCount; }
-    int baudRate() const { return m_baudRate; }
-    QString oscTargetHost() const { return m_oscTargetHost; }
-    int oscTargetPort() const { return m_oscTargetPort; }
-    bool sendIntValues() const { return m_sendIntValues; }
-    bool sendAsBundle() const { return m_sendAsBundle; }
-    QVariantList fixtures() const { return m_fixtures; }
+    QStringList availablePorts() const;
+    QStringList emulatedDevices() const;
+    int selectedPortIndex() const;
+    int selectedDeviceIndex() const;
+    bool isRunning() const;
+    QString statusMessage() const;
+    QStringList logMessages() const;
+    int redValue() const;
+    int greenValue() const;
+    int blueValue() const;
+    int packetCount() const;
+    int baudRate() const;
+    QString oscTargetHost() const;
+    int oscTargetPort() const;
+    bool sendIntValues() const;
+    bool sendAsBundle() const;
+    QVariantList fixtures() const;
 
     void setSelectedPortIndex(int index);
     void setSelectedDeviceIndex(int index);
@@ -74,6 +72,12 @@ public:
     void setOscTargetPort(int port);
     void setSendIntValues(bool on);
     void setSendAsBundle(bool on);
+
+    // The parts that do the work, for the parts of the program beside the backend.
+    EventLog *eventLog() const { return m_log; }
+    OscSender *sender() const { return m_sender; }
+    EmulatedDevice *device() const { return m_device; }
+    FixtureStore *fixtureStore() const { return m_fixtureStore; }
 
     // The debug log file of this run (empty when none could be opened).
     QString logFileName() const;
@@ -127,61 +131,12 @@ signals:
     void sendIntValuesChanged();
     void sendAsBundleChanged();
 
-private slots:
-    void handleOscDataReceived(int universe, QByteArray data);
-    void handleOscChannelReceived(int universe, int channel, quint8 value);
-    void handleProtocolError(QString error);
-    void handlePortOpened();
-    void handlePortClosed();
-    void handleEmulatorPortError(QString error);
-    void onUpdateTimerTimeout();
-
 private:
-    // log
     OscEmulatorBackend(const std::optional<QString> &debugLogFile, QObject *parent);
-    void openLogFile(const std::optional<QString> &fileName);
-    void closeLogFile();
-    void writeToLogFile(const QString &text) const;
-    void writeLogFileLine(const LogFormat::Stamp &stamp, const QString &text) const;
-    // emulation
-    void listenOn(quint16 port);
-    // send
-    bool sendOscDatagram(const QByteArray &message, const QString &description);
-    bool sendOscDatagram(const QByteArray &message, const QString &description, bool asBundle,
-                         QString *error = nullptr);
-    void handleTargetUnreachable(const QString &error);
-    // receive
-    void handleDatagram(const QByteArray &data);
-    int bufferByte(int index) const;
-    // fixtures
-    QString defaultFixturesFilePath() const;
 
-    OscEmulatorPort *emulatorPort;
-    OscProtocolHandler *protocolHandler;
-    QStringList m_availablePorts;
-    QStringList m_availablePortNumbers;
-    QStringList m_emulatedDevices;
-    int m_selectedPortIndex;
-    int m_selectedDeviceIndex;
-    bool m_isRunning;
-    QString m_statusMessage;
-    // Logging is observable state but not a change of the backend's meaning, so the
-    // const fixture operations may log: the log members are mutable.
-    mutable QStringList m_logMessages;
-    QByteArray oscBuffer;
-    // While listening, the received data is announced again at every tick.
-    static constexpr int kUpdateIntervalMs = 50;
-    QTimer *updateTimer;
-    int m_packetCount;
-    int m_baudRate;
-    QString m_oscTargetHost;
-    QHostAddress m_targetAddress;  // m_oscTargetHost parsed; null when it is no address literal
-    int m_oscTargetPort;
-    bool m_sendIntValues;
-    bool m_sendAsBundle;
-    std::vector<SendObserver> m_sendObservers;
-    QVariantList m_fixtures;
-    QFile *logFile = nullptr;
-    QTextStream *logStream = nullptr;
-    mutable bool m_logWriteFailed = false;
+    EventLog *m_log;
+    OscEmulatorPort *m_port; // one socket: the device listens on it, the sender sends through it
+    OscSender *m_sender;
+    EmulatedDevice *m_device;
+    FixtureStore *m_fixtureStore;
 };

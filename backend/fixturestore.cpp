@@ -1,5 +1,7 @@
+#include "fixturestore.h"
+
+#include "eventlog.h"
 #include "fixtureformat.h"
-#include "oscemulatorbackend.h"
 
 #include <QDir>
 #include <QFile>
@@ -35,20 +37,26 @@ bool keepPreviousFile(const QString &path, const QString &backupPath, const QByt
 
 } // namespace
 
-QString OscEmulatorBackend::defaultFixturesFilePath() const
+FixtureStore::FixtureStore(EventLog *log, QObject *parent)
+    : QObject(parent)
+    , m_log(log)
+{
+}
+
+QString FixtureStore::defaultFilePath()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
     QDir().mkpath(folder);
     return QDir(folder).filePath(QStringLiteral("osc_fixtures.json"));
 }
 
-void OscEmulatorBackend::loadFixturesFromFile(const QString &filePath)
+void FixtureStore::load(const QString &filePath)
 {
     // Trimmed only to tell "no path" apart; a given path is used exactly as typed.
-    const QString path = filePath.trimmed().isEmpty() ? defaultFixturesFilePath() : filePath;
+    const QString path = filePath.trimmed().isEmpty() ? defaultFilePath() : filePath;
     QFile file(path);
     if (!file.exists()) {
-        addLogMessage(QStringLiteral("Fixtures file not found: %1").arg(path), QtWarningMsg);
+        m_log->add(QStringLiteral("Fixtures file not found: %1").arg(path), QtWarningMsg);
         return;
     }
 
@@ -63,7 +71,7 @@ void OscEmulatorBackend::loadFixturesFromFile(const QString &filePath)
     }
     if (!readable) {
         const QString message = QStringLiteral("Cannot open fixtures file: %1").arg(path);
-        addLogMessage(message, QtCriticalMsg);
+        m_log->add(message, QtCriticalMsg);
         emit errorOccurred(message);
         return;
     }
@@ -71,20 +79,20 @@ void OscEmulatorBackend::loadFixturesFromFile(const QString &filePath)
     QVariantList loaded;
     QString parseError;
     if (!FixtureFormat::readFixtures(content, &loaded, &parseError)) {
-        addLogMessage(QStringLiteral("Error parsing fixtures JSON: %1").arg(parseError), QtCriticalMsg);
+        m_log->add(QStringLiteral("Error parsing fixtures JSON: %1").arg(parseError), QtCriticalMsg);
         emit errorOccurred(QStringLiteral("Error reading fixtures file (invalid JSON)."));
         return;
     }
 
     m_fixtures = loaded;
     emit fixturesChanged();
-    addLogMessage(QStringLiteral("Loaded %1 fixtures from %2").arg(QString::number(m_fixtures.size()), path),
+    m_log->add(QStringLiteral("Loaded %1 fixtures from %2").arg(QString::number(m_fixtures.size()), path),
                   QtInfoMsg);
 }
 
-void OscEmulatorBackend::saveFixturesToFile(const QString &filePath) const
+void FixtureStore::save(const QString &filePath)
 {
-    const QString path = filePath.trimmed().isEmpty() ? defaultFixturesFilePath() : filePath;
+    const QString path = filePath.trimmed().isEmpty() ? defaultFilePath() : filePath;
     const QByteArray json = FixtureFormat::writeFixtures(m_fixtures);
     QDir().mkpath(QFileInfo(path).absolutePath());
 
@@ -103,25 +111,15 @@ void OscEmulatorBackend::saveFixturesToFile(const QString &filePath) const
         QString message = QStringLiteral("Cannot write fixtures file: %1").arg(path);
         if (written && !kept)
             message += QStringLiteral(" (the previous file could not be kept as %1)").arg(backupPath);
-        addLogMessage(message, QtCriticalMsg);
-        emit const_cast<OscEmulatorBackend *>(this)->errorOccurred(message);
+        m_log->add(message, QtCriticalMsg);
+        emit errorOccurred(message);
         return;
     }
-    addLogMessage(QStringLiteral("Saved %1 fixtures to %2").arg(QString::number(m_fixtures.size()), path),
+    m_log->add(QStringLiteral("Saved %1 fixtures to %2").arg(QString::number(m_fixtures.size()), path),
                   QtInfoMsg);
     if (previousCount > m_fixtures.size()) {
-        addLogMessage(QStringLiteral("Saved %1 fixtures over a file that held %2; the previous file is kept as %3")
+        m_log->add(QStringLiteral("Saved %1 fixtures over a file that held %2; the previous file is kept as %3")
                               .arg(QString::number(m_fixtures.size()), QString::number(previousCount), backupPath),
                       QtWarningMsg);
     }
-}
-
-void OscEmulatorBackend::loadDefaultFixturesConfig()
-{
-    loadFixturesFromFile(QString());
-}
-
-void OscEmulatorBackend::saveDefaultFixturesConfig() const
-{
-    saveFixturesToFile(QString());
 }
