@@ -1,115 +1,19 @@
 #include "headlessrun.h"
 
+#include "emulateddevice.h"
 #include "interruption.h"
+#include "junit.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
+#include "oscsender.h"
 #include "scenarioplayer.h"
 
 #include <QEventLoop>
-#include <QFile>
-#include <QFileInfo>
-#include <QHash>
-#include <QSaveFile>
 #include <QTextStream>
-#include <QXmlStreamWriter>
 
 namespace {
 constexpr int kFailed = 1;
 constexpr int kCannotRun = 2;
-
-struct Played
-{
-    QString file;
-    Scenario::File scenario;
-    QList<Scenario::StepResult> results;
-    qint64 elapsedMs = 0;
-    bool finished = false; // every step ran; otherwise what has no result was never judged
-
-    QString name() const { return scenario.name.isEmpty() ? file : scenario.name; }
-};
-
-// A step the JUnit file lists: every expectation, and a send that did not leave.
-bool isTestCase(const Scenario::Step &step, const Scenario::StepResult *result)
-{
-    return step.isExpectation() || (result && !result->passed);
-}
-
-void writeSuite(QXmlStreamWriter &writer, const Played &run)
-{
-    QHash<int, const Scenario::StepResult *> results;
-    for (const Scenario::StepResult &result : run.results)
-        results.insert(result.index, &result);
-    int tests = 0;
-    int failures = 0;
-    int errors = 0;
-    for (qsizetype i = 0; i < run.scenario.steps.size(); ++i) {
-        const Scenario::StepResult *result = results.value(int(i));
-        if (!isTestCase(run.scenario.steps.at(i), result))
-            continue;
-        ++tests;
-        failures += result && !result->passed ? 1 : 0;
-        errors += !result && !run.finished ? 1 : 0;
-    }
-    writer.writeStartElement(QStringLiteral("testsuite"));
-    writer.writeAttribute(QStringLiteral("name"), run.name());
-    writer.writeAttribute(QStringLiteral("tests"), QString::number(tests));
-    writer.writeAttribute(QStringLiteral("failures"), QString::number(failures));
-    writer.writeAttribute(QStringLiteral("errors"), QString::number(errors));
-    writer.writeAttribute(QStringLiteral("time"), QString::number(run.elapsedMs / 1000.0, 'f', 3));
-    for (qsizetype i = 0; i < run.scenario.steps.size(); ++i) {
-        const Scenario::Step &step = run.scenario.steps.at(i);
-        const Scenario::StepResult *result = results.value(int(i));
-        if (!isTestCase(step, result) || (!result && run.finished))
-            continue;
-        writer.writeStartElement(QStringLiteral("testcase"));
-        writer.writeAttribute(QStringLiteral("classname"), QFileInfo(run.file).completeBaseName());
-        writer.writeAttribute(QStringLiteral("name"),
-                              Scenario::stepName(int(i)) + QStringLiteral(": ") + Scenario::describeStep(step));
-        if (!result) {
-            writer.writeStartElement(QStringLiteral("error"));
-            writer.writeAttribute(QStringLiteral("message"), QStringLiteral("interrupted before it was judged"));
-            writer.writeEndElement();
-        } else if (!result->passed) {
-            writer.writeStartElement(QStringLiteral("failure"));
-            writer.writeAttribute(QStringLiteral("message"),
-                                  Scenario::describeStep(step) + QStringLiteral("; ") + result->detail);
-            writer.writeEndElement();
-        }
-        writer.writeEndElement();
-    }
-    writer.writeEndElement();
-}
-
-bool writeJUnit(const QString &path, const QList<Played> &runs, QString *error)
-{
-    QByteArray xml;
-    QXmlStreamWriter writer(&xml);
-    writer.setAutoFormatting(true);
-    writer.writeStartDocument();
-    writer.writeStartElement(QStringLiteral("testsuites"));
-    for (const Played &run : runs)
-        writeSuite(writer, run);
-    writer.writeEndElement();
-    writer.writeEndDocument();
-    QSaveFile out(path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(xml) < 0 || !out.commit()) {
-        *error = out.errorString();
-        return false;
-    }
-    return true;
-}
-
-// Whether `path` can be written, found out before anything is sent; leaves no file.
-bool canWrite(const QString &path, QString *error)
-{
-    QSaveFile probe(path);
-    if (!probe.open(QIODevice::WriteOnly)) {
-        *error = probe.errorString();
-        return false;
-    }
-    probe.cancelWriting();
-    return true;
-}
 } // namespace
 
 int runScenarios(const HeadlessRunOptions &options)
@@ -119,31 +23,22 @@ int runScenarios(const HeadlessRunOptions &options)
     QTextStream out(stdout);
     QTextStream err(stderr);
     // Every file is checked before anything is sent.
-    QList<Played> runs;
-    bool device = false;
-    bool monitor = false;
+    QList<Scenario::Run> runs;
+    Scenario::Listeners needed;
+    QString error;
     for (const QString &path : options.files) {
-        Played run;
+        Scenario::Run run;
         run.file = path;
-        QFile in(path);
-        QString error;
-        if (!in.open(QIODevice::ReadOnly))
-            error = in.errorString();
-        else
-            Scenario::readScenario(in.readAll(), &run.scenario, &error);
-        if (!error.isEmpty()) {
+        if (!Scenario::loadScenario(path, &run.scenario, &error)) {
             err << path << ": " << error << Qt::endl;
             return kCannotRun;
         }
-        for (const Scenario::Step &step : run.scenario.steps) {
-            device = device || step.kind == Scenario::Step::Kind::ExpectDevice;
-            monitor = monitor || step.kind == Scenario::Step::Kind::ExpectMonitor
-                    || step.kind == Scenario::Step::Kind::ExpectNone;
-        }
+        const Scenario::Listeners listeners = Scenario::listenersFor(run.scenario);
+        needed.device = needed.device || listeners.device;
+        needed.monitor = needed.monitor || listeners.monitor;
         runs.append(run);
     }
-    QString error;
-    if (!options.junitFile.isEmpty() && !canWrite(options.junitFile, &error)) {
+    if (!options.junitFile.isEmpty() && !Scenario::canWriteJUnit(options.junitFile, &error)) {
         err << "Cannot write " << options.junitFile << ": " << error << Qt::endl;
         return kCannotRun;
     }
@@ -153,18 +48,19 @@ int runScenarios(const HeadlessRunOptions &options)
         err << "Cannot write the debug log file " << options.debugLogFile << Qt::endl;
         return kCannotRun;
     }
+    EmulatedDevice *device = backend.device();
     QString portError;
-    QObject::connect(&backend, &OscEmulatorBackend::errorOccurred, [&portError](const QString &e) { portError = e; });
-    if (device) {
-        backend.startEmulationOn(quint16(options.devicePort));
-        if (!backend.isRunning()) {
+    QObject::connect(device, &EmulatedDevice::errorOccurred, [&portError](const QString &e) { portError = e; });
+    if (needed.device) {
+        device->startOn(quint16(options.devicePort));
+        if (!device->isRunning()) {
             err << "Cannot listen on UDP port " << options.devicePort << " for the emulated device: " << portError
                 << Qt::endl;
             return kCannotRun;
         }
     }
     OscMonitor listener(&backend);
-    if (monitor) {
+    if (needed.monitor) {
         listener.setPort(options.monitorPort);
         listener.start();
         if (!listener.running()) {
@@ -174,7 +70,7 @@ int runScenarios(const HeadlessRunOptions &options)
         }
     }
 
-    Scenario::Player player(&backend, monitor ? &listener : nullptr);
+    Scenario::Player player(backend.sender(), device, needed.monitor ? &listener : nullptr);
     bool interrupted = false;
     QObject::connect(&interruption, &Interruption::requested, &player, [&] {
         interrupted = true;
@@ -182,7 +78,7 @@ int runScenarios(const HeadlessRunOptions &options)
     });
     int passed = 0;
     int failed = 0;
-    for (Played &run : runs) {
+    for (Scenario::Run &run : runs) {
         out << "Scenario \"" << run.name() << "\" (" << run.file << ")" << Qt::endl;
         QEventLoop loop;
         const auto stepBegun = QObject::connect(&player, &Scenario::Player::stepStarted, [&](int index) {
@@ -225,7 +121,7 @@ int runScenarios(const HeadlessRunOptions &options)
     }
     if (!interrupted)
         out << passed << " passed, " << failed << " failed" << Qt::endl;
-    if (!options.junitFile.isEmpty() && !writeJUnit(options.junitFile, runs, &error)) {
+    if (!options.junitFile.isEmpty() && !Scenario::writeJUnit(options.junitFile, runs, &error)) {
         err << "Cannot write " << options.junitFile << ": " << error << Qt::endl;
         return kCannotRun;
     }

@@ -56,7 +56,7 @@ void Replay_Scenario(benchmark::State &state)
             step.values = {double(i % 256) / 255.0};
             file.steps.append(step);
         }
-        Scenario::Player player(&backend, nullptr);
+        Scenario::Player player(backend.sender(), backend.device(), nullptr);
         QEventLoop loop;
         QObject::connect(&player, &Scenario::Player::finished, &loop, &QEventLoop::quit);
         QElapsedTimer clock;

@@ -12,7 +12,7 @@ OscScenarios::OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QOb
     , m_backend(backend)
     , m_monitor(monitor)
     , m_recorder(backend)
-    , m_player(backend, monitor)
+    , m_player(backend->sender(), backend->device(), monitor)
 {
     m_clockTick.setInterval(100);
     connect(&m_clockTick, &QTimer::timeout, this, &OscScenarios::progressChanged);

@@ -1,5 +1,6 @@
 #include "scenario.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -86,6 +87,26 @@ QByteArray writeScenario(const File &file)
         text += (i == 0 ? "\n        " : ",\n        ") + compact(steps.at(i));
     text += steps.isEmpty() ? "]\n}\n" : "\n    ]\n}\n";
     return text;
+}
+
+bool loadScenario(const QString &path, File *out, QString *error)
+{
+    QFile in(path);
+    if (!in.open(QIODevice::ReadOnly)) {
+        *error = in.errorString();
+        return false;
+    }
+    return readScenario(in.readAll(), out, error);
+}
+
+Listeners listenersFor(const File &file)
+{
+    Listeners needed;
+    for (const Step &step : file.steps) {
+        needed.device = needed.device || step.kind == Step::Kind::ExpectDevice;
+        needed.monitor = needed.monitor || step.kind == Step::Kind::ExpectMonitor || step.kind == Step::Kind::ExpectNone;
+    }
+    return needed;
 }
 
 QString stepName(int index)

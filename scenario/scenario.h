@@ -46,6 +46,15 @@ struct Step
     bool isExpectation() const { return kind >= Kind::ExpectDevice; }
 };
 
+// The outcome of one step: a wait always passes, a send when its datagram left (otherwise
+// the detail says why); an expectation says what it saw.
+struct StepResult
+{
+    int index = 0;
+    bool passed = true;
+    QString detail; // what was seen, for an expectation
+};
+
 struct File
 {
     QString name;
@@ -60,6 +69,18 @@ QString stepName(int index);
 // Reads a scenario; false with the first fault in *error, which names the step and the
 // key ("step 3: \"tags\" ...").
 bool readScenario(const QByteArray &json, File *out, QString *error);
+
+// Reads the scenario file at `path`; false with the reason in *error (a file that cannot
+// be read, or the first fault in it).
+bool loadScenario(const QString &path, File *out, QString *error);
+
+// What has to listen while a scenario plays.
+struct Listeners
+{
+    bool device = false;  // a step expects the emulated device
+    bool monitor = false; // a step expects the monitor to hear, or not to hear, a message
+};
+Listeners listenersFor(const File &file);
 
 // The scenario as a file that readScenario reads back to the same steps.
 QByteArray writeScenario(const File &file);

@@ -1,7 +1,8 @@
 #include "scenarioplayer.h"
 
+#include "emulateddevice.h"
 #include "oscdecoder.h"
-#include "oscemulatorbackend.h"
+#include "oscsender.h"
 #include "oscformat.h"
 #include "oscmonitor.h"
 #include "oscpattern.h"
@@ -11,8 +12,6 @@
 namespace Scenario {
 
 namespace {
-// How often a device expectation looks at the received values.
-constexpr int kPollMs = 5;
 // Messages kept between two steps, at most.
 constexpr int kMaxHeardBetweenSteps = 1000;
 
@@ -37,21 +36,26 @@ bool sameValue(const QVariant &wanted, const QVariant &heard, double tolerance)
 }
 } // namespace
 
-Player::Player(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent)
+Player::Player(OscSender *sender, EmulatedDevice *device, OscMonitor *monitor, QObject *parent)
     : QObject(parent)
-    , m_backend(backend)
+    , m_sender(sender)
+    , m_device(device)
     , m_monitor(monitor)
 {
     m_timer.setSingleShot(true);
     m_timer.setTimerType(Qt::PreciseTimer);
-    m_poll.setInterval(kPollMs);
     connect(&m_timer, &QTimer::timeout, this, [this] {
         if (m_waitingForStep)
             runStep();
         else
             deadline();
     });
-    connect(&m_poll, &QTimer::timeout, this, &Player::checkDevice);
+    if (m_device) {
+        connect(m_device, &EmulatedDevice::valuesReceived, this, [this] {
+            if (m_playing && !m_waitingForStep && m_file.steps.at(m_index).kind == Step::Kind::ExpectDevice)
+                checkDevice();
+        });
+    }
     if (m_monitor) {
         m_monitor->addMessageObserver([this](const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message) {
             hear(packet, message);
@@ -69,12 +73,12 @@ void Player::start(const File &file, const std::optional<std::pair<QString, int>
     m_failed = 0;
     m_lateness.clear();
     m_restoreTarget.reset();
-    const QString host = target ? target->first : file.targetHost.value_or(m_backend->oscTargetHost());
-    const int port = target ? target->second : file.targetPort.value_or(m_backend->oscTargetPort());
-    if (host != m_backend->oscTargetHost() || port != m_backend->oscTargetPort()) {
-        m_restoreTarget = std::make_pair(m_backend->oscTargetHost(), m_backend->oscTargetPort());
-        m_backend->setOscTargetHost(host);
-        m_backend->setOscTargetPort(port);
+    const QString host = target ? target->first : file.targetHost.value_or(m_sender->targetHost());
+    const int port = target ? target->second : file.targetPort.value_or(m_sender->targetPort());
+    if (host != m_sender->targetHost() || port != m_sender->targetPort()) {
+        m_restoreTarget = std::make_pair(m_sender->targetHost(), m_sender->targetPort());
+        m_sender->setTargetHost(host);
+        m_sender->setTargetPort(port);
     }
     m_playing = true;
     m_clock.start();
@@ -113,7 +117,7 @@ void Player::runStep()
     case Step::Kind::Send: {
         m_lateness.append(m_clock.nsecsElapsed() / 1000 - m_due * 1000);
         QString error;
-        const bool sent = m_backend->sendTypedMessage(step.address, step.tags, step.values, step.bundle, &error);
+        const bool sent = m_sender->sendTyped(step.address, step.tags, step.values, step.bundle, &error);
         finishStep(sent, error);
         return;
     }
@@ -123,7 +127,6 @@ void Player::runStep()
     case Step::Kind::ExpectDevice:
         m_lastSeen.clear();
         m_timer.start(int(step.milliseconds));
-        m_poll.start();
         checkDevice();
         return;
     case Step::Kind::ExpectMonitor:
@@ -144,7 +147,6 @@ void Player::runStep()
 void Player::finishStep(bool passed, const QString &detail)
 {
     m_timer.stop();
-    m_poll.stop();
     const Step &step = m_file.steps.at(m_index);
     // A send that did not leave fails the run as a failed expectation does.
     if (step.isExpectation() || !passed)
@@ -157,7 +159,7 @@ void Player::finishStep(bool passed, const QString &detail)
 void Player::checkDevice()
 {
     const Step &step = m_file.steps.at(m_index);
-    const int value = m_backend->getChannelValue(step.channel);
+    const int value = m_device ? m_device->channelValue(step.channel) : 0;
     if (std::abs(value - step.value) <= step.tolerance)
         finishStep(true, QStringLiteral("saw %1 after %2 ms").arg(value).arg(m_clock.elapsed() - m_due));
 }
@@ -213,7 +215,7 @@ void Player::deadline()
         finishStep(true, QStringLiteral("heard nothing matching in %1 ms").arg(step.milliseconds));
         return;
     case Step::Kind::ExpectDevice:
-        finishStep(false, QStringLiteral("saw %1 at the end of %2 ms").arg(m_backend->getChannelValue(step.channel))
+        finishStep(false, QStringLiteral("saw %1 at the end of %2 ms").arg(m_device ? m_device->channelValue(step.channel) : 0)
                                   .arg(step.milliseconds));
         return;
     case Step::Kind::ExpectMonitor:
@@ -229,13 +231,12 @@ void Player::deadline()
 void Player::end(bool stopped)
 {
     m_timer.stop();
-    m_poll.stop();
     m_playing = false;
     m_waitingForStep = false;
     m_endedAt = m_clock.elapsed();
     if (m_restoreTarget) {
-        m_backend->setOscTargetHost(m_restoreTarget->first);
-        m_backend->setOscTargetPort(m_restoreTarget->second);
+        m_sender->setTargetHost(m_restoreTarget->first);
+        m_sender->setTargetPort(m_restoreTarget->second);
         m_restoreTarget.reset();
     }
     emit finished(m_passed, m_failed, stopped);

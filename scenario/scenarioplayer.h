@@ -8,23 +8,15 @@
 
 #include <optional>
 
-class OscEmulatorBackend;
+class EmulatedDevice;
 class OscMonitor;
+class OscSender;
 namespace Osc {
 struct OscPacket;
 struct OscDecodedMessage;
 }
 
 namespace Scenario {
-
-// The outcome of one step: a wait always passes, a send when its datagram left (otherwise
-// the detail says why); an expectation says what it saw.
-struct StepResult
-{
-    int index = 0;
-    bool passed = true;
-    QString detail; // what was seen, for an expectation
-};
 
 // Plays a scenario, checked beforehand, through the desk's own send path, keeping its
 // times, and checks its expectations against the emulated device and the monitor (which
@@ -33,11 +25,11 @@ class Player : public QObject
 {
     Q_OBJECT
 public:
-    // monitor may be null when no step expects it.
-    Player(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent = nullptr);
+    // Sends through `sender`; device and monitor may be null when no step expects them.
+    Player(OscSender *sender, EmulatedDevice *device, OscMonitor *monitor, QObject *parent = nullptr);
 
     // Plays `file` to the scenario's target, or to `target` (host, port) when given, or to
-    // the desk's when neither is; the desk's target is back as it was at the end.
+    // the sender's when neither is; the sender's target is back as it was at the end.
     void start(const File &file, const std::optional<std::pair<QString, int>> &target = std::nullopt);
     void stop();
     bool isPlaying() const { return m_playing; }
@@ -70,12 +62,12 @@ private:
     void deadline();
     void end(bool stopped);
 
-    OscEmulatorBackend *m_backend;
+    OscSender *m_sender;
+    EmulatedDevice *m_device;
     OscMonitor *m_monitor;
     File m_file;
     QElapsedTimer m_clock;
     QTimer m_timer;     // the next step's time, a wait's end, an expectation's deadline
-    QTimer m_poll;      // the device's values while a device expectation waits
     int m_index = -1;
     bool m_playing = false;
     bool m_waitingForStep = false;

@@ -108,7 +108,7 @@ void TestScenario::aStepNeverRunsBeforeItsAt()
         "steps": [{"send": {"address": "/a"}}, {"at": 300, "send": {"address": "/b"}}]})", &file, &error),
              qPrintable(error));
     OscEmulatorBackend backend(QString(), nullptr);
-    Scenario::Player player(&backend, nullptr);
+    Scenario::Player player(backend.sender(), backend.device(), nullptr);
     QList<qint64> started;
     connect(&player, &Scenario::Player::stepStarted, this, [&] { started << player.elapsedMs(); });
     QSignalSpy finished(&player, &Scenario::Player::finished);
