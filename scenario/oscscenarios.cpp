@@ -40,6 +40,13 @@ OscScenarios::OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QOb
     });
 }
 
+int OscScenarios::recordedSteps() const
+{
+    if (m_recorder.isRecording())
+        return m_recorder.stepCount();
+    return m_unsaved ? int(m_unsaved->steps.size()) : 0;
+}
+
 int OscScenarios::elapsedMs() const
 {
     return int(m_recorder.isRecording() ? m_recorder.elapsedMs() : m_player.elapsedMs());
@@ -49,6 +56,13 @@ void OscScenarios::startRecording()
 {
     if (m_recorder.isRecording() || m_player.isPlaying())
         return;
+    if (m_unsaved) {
+        m_backend->addLogMessage(QStringLiteral("Cannot start a recording while the last one (%1 steps) is not saved: "
+                                                "save it or discard it.")
+                                         .arg(m_unsaved->steps.size()),
+                                 QtWarningMsg);
+        return;
+    }
     m_recorder.start();
     m_clockTick.start();
     m_backend->addLogMessage(QStringLiteral("Recording a scenario: every message the desk sends is a step."), QtInfoMsg);
@@ -56,24 +70,60 @@ void OscScenarios::startRecording()
     emit progressChanged();
 }
 
-void OscScenarios::stopRecording(const QString &filePath)
+void OscScenarios::stopRecording()
 {
     if (!m_recorder.isRecording())
         return;
     m_clockTick.stop();
     Scenario::File file = m_recorder.stop();
+    if (file.steps.isEmpty()) {
+        m_backend->addLogMessage(QStringLiteral("Recording stopped: the desk sent nothing, so there is nothing to save."),
+                                 QtInfoMsg);
+    } else {
+        m_backend->addLogMessage(QStringLiteral("Recording stopped: %1 steps kept until they are saved or discarded.")
+                                         .arg(file.steps.size()),
+                                 QtInfoMsg);
+        m_unsaved = std::move(file);
+    }
     emit recordingChanged();
-    if (filePath.isEmpty()) {
-        m_backend->addLogMessage(QStringLiteral("Recorded scenario discarded (%1 steps).").arg(file.steps.size()),
-                                 QtWarningMsg);
-        return;
+    emit progressChanged();
+}
+
+bool OscScenarios::saveRecording(const QString &filePath)
+{
+    stopRecording();
+    if (!m_unsaved)
+        return false;
+    QString path = filePath;
+    if (QFileInfo(path).suffix().isEmpty())
+        path += path.endsWith(QLatin1Char('.')) ? QStringLiteral("json") : QStringLiteral(".json");
+    const qsizetype steps = m_unsaved->steps.size();
+    QSaveFile out(path);
+    if (!out.open(QIODevice::WriteOnly) || out.write(Scenario::writeScenario(*m_unsaved)) < 0 || !out.commit()) {
+        m_backend->addLogMessage(QStringLiteral("Cannot write scenario file %1: %2; the recording (%3 steps) is kept: "
+                                                "save it again or discard it.")
+                                         .arg(path, out.errorString())
+                                         .arg(steps),
+                                 QtCriticalMsg);
+        return false;
     }
-    QSaveFile out(filePath);
-    if (!out.open(QIODevice::WriteOnly) || out.write(Scenario::writeScenario(file)) < 0 || !out.commit()) {
-        m_backend->addLogMessage(QStringLiteral("Cannot write scenario file: %1").arg(out.errorString()), QtCriticalMsg);
+    m_unsaved.reset();
+    m_backend->addLogMessage(QStringLiteral("Recorded %1 steps to %2").arg(steps).arg(path), QtInfoMsg);
+    emit recordingChanged();
+    emit progressChanged();
+    return true;
+}
+
+void OscScenarios::discardRecording()
+{
+    stopRecording();
+    if (!m_unsaved)
         return;
-    }
-    m_backend->addLogMessage(QStringLiteral("Recorded %1 steps to %2").arg(file.steps.size()).arg(filePath), QtInfoMsg);
+    m_backend->addLogMessage(QStringLiteral("Recorded scenario discarded (%1 steps).").arg(m_unsaved->steps.size()),
+                             QtWarningMsg);
+    m_unsaved.reset();
+    emit recordingChanged();
+    emit progressChanged();
 }
 
 void OscScenarios::play(const QString &filePath)
