@@ -253,6 +253,11 @@ TestCase {
             tryVerify(() => !dialog.visible)
             compare(lastLogLine(), "[INFO] Recording stopped: 7 steps kept until they are saved or discarded.")
             compare(scenarios.recordedSteps, recorded.length)
+            // A write that fails keeps it too.
+            const missing = testTools.configFolder + "/missing/recorded"
+            verify(!scenarios.saveRecording(missing))
+            verify(lastLogLine().startsWith("[CRITICAL] Cannot write scenario file " + missing + ".json: "), lastLogLine())
+            verify(lastLogLine().endsWith("; the recording (7 steps) is kept: save it again or discard it."), lastLogLine())
             // Closing asks first; "Cancelar" keeps the window and the recording.
             const question = findChild(mainWindow, "closeQuestion")
             mainWindow.close()
