@@ -16,15 +16,20 @@ Panel {
     readonly property bool unsaved: ready && scenarios.unsavedRecording
     // What closing the window would lose, for its question, or "" (see main.qml).
     readonly property string unsavedWork: ready && (unsaved || (scenarios.recording && scenarios.recordedSteps > 0))
-                                          ? "La grabación tiene " + scenarios.recordedSteps + " pasos sin guardar."
+                                          ? "La grabación tiene " + stepsText(scenarios.recordedSteps) + " sin guardar."
                                           : ""
     // Called once, when the recording being saved is written.
     property var afterSave: null
-    // Qt 6.4's own save dialog saves only from its button; Enter in its name field is hooked once.
+    // Qt 6.4's own save dialog saves only from its button: Enter in its name field is hooked
+    // once, and the field gets the focus at each opening.
     property Item hookedNameField: null
 
     function seconds(ms) {
         return (ms / 1000).toFixed(1) + " s"
+    }
+
+    function stepsText(count) {
+        return count + (count === 1 ? " paso" : " pasos")
     }
 
     function saveWork(then) {
@@ -32,6 +37,9 @@ Panel {
         if (!scenarios.unsavedRecording)
             return
         afterSave = then
+        // A new name each time, so that Enter never writes over the last recording.
+        saveDialog.currentFile = saveDialog.currentFolder + "/recorded-"
+                + Qt.formatDateTime(new Date(), "yyyyMMdd-hhmmss") + ".json"
         saveDialog.open()
     }
 
@@ -53,7 +61,11 @@ Panel {
 
     function saveOnEnter() {
         const field = visibleItem(Overlay.overlay, "fileNameTextField")
-        if (field === null || field === hookedNameField)
+        if (field === null)
+            return
+        field.forceActiveFocus()
+        field.selectAll()
+        if (field === hookedNameField)
             return
         hookedNameField = field
         field.accepted.connect(function() {
@@ -66,9 +78,9 @@ Panel {
         if (!ready)
             return ""
         if (scenarios.recording)
-            return "Grabando: " + scenarios.recordedSteps + " pasos, " + seconds(scenarios.elapsedMs)
+            return "Grabando: " + stepsText(scenarios.recordedSteps) + ", " + seconds(scenarios.elapsedMs)
         if (scenarios.unsavedRecording && !scenarios.playing)
-            return "Grabación sin guardar: " + scenarios.recordedSteps + " pasos"
+            return "Grabación sin guardar: " + stepsText(scenarios.recordedSteps)
         if (scenarios.playing)
             return "Reproduciendo \u00ab" + scenarios.scenarioName + "\u00bb: paso "
                     + Math.min(scenarios.stepIndex + 1, scenarios.stepCount) + " de " + scenarios.stepCount

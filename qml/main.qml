@@ -177,11 +177,13 @@ ApplicationWindow {
 
         function ask(part) {
             holder = part
+            question.text = part.unsavedWork
             open()
         }
 
         title: "¿Cerrar sin guardar?"
         modal: true
+        width: 420
         anchors.centerIn: Overlay.overlay
 
         onAccepted: holder.saveWork(function() { window.close() })
@@ -191,23 +193,28 @@ ApplicationWindow {
         }
 
         Label {
-            text: closeQuestion.holder ? closeQuestion.holder.unsavedWork : ""
+            id: question
+            width: parent.width
+            wrapMode: Text.Wrap
         }
 
         footer: DialogButtonBox {
             Button {
                 objectName: "closeSaveButton"
                 text: "Guardar"
+                flat: true
                 DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
             }
             Button {
                 objectName: "closeDiscardButton"
                 text: "Descartar"
+                flat: true
                 DialogButtonBox.buttonRole: DialogButtonBox.DestructiveRole
             }
             Button {
                 objectName: "closeCancelButton"
                 text: "Cancelar"
+                flat: true
                 DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
             }
         }

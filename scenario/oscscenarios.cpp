@@ -7,6 +7,15 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+namespace {
+
+QString stepsText(qsizetype steps)
+{
+    return steps == 1 ? QStringLiteral("1 step") : QStringLiteral("%1 steps").arg(steps);
+}
+
+} // namespace
+
 OscScenarios::OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent)
     : QObject(parent)
     , m_backend(backend)
@@ -57,9 +66,9 @@ void OscScenarios::startRecording()
     if (m_recorder.isRecording() || m_player.isPlaying())
         return;
     if (m_unsaved) {
-        m_backend->addLogMessage(QStringLiteral("Cannot start a recording while the last one (%1 steps) is not saved: "
+        m_backend->addLogMessage(QStringLiteral("Cannot start a recording while the last one (%1) is not saved: "
                                                 "save it or discard it.")
-                                         .arg(m_unsaved->steps.size()),
+                                         .arg(stepsText(m_unsaved->steps.size())),
                                  QtWarningMsg);
         return;
     }
@@ -70,28 +79,35 @@ void OscScenarios::startRecording()
     emit progressChanged();
 }
 
-void OscScenarios::stopRecording()
+bool OscScenarios::endRecording()
 {
     if (!m_recorder.isRecording())
-        return;
+        return false;
     m_clockTick.stop();
     Scenario::File file = m_recorder.stop();
-    if (file.steps.isEmpty()) {
-        m_backend->addLogMessage(QStringLiteral("Recording stopped: the desk sent nothing, so there is nothing to save."),
-                                 QtInfoMsg);
-    } else {
-        m_backend->addLogMessage(QStringLiteral("Recording stopped: %1 steps kept until they are saved or discarded.")
-                                         .arg(file.steps.size()),
-                                 QtInfoMsg);
+    if (!file.steps.isEmpty())
         m_unsaved = std::move(file);
-    }
     emit recordingChanged();
     emit progressChanged();
+    return true;
+}
+
+void OscScenarios::stopRecording()
+{
+    if (!endRecording())
+        return;
+    if (m_unsaved)
+        m_backend->addLogMessage(QStringLiteral("Recording stopped: %1 kept until saved or discarded.")
+                                         .arg(stepsText(m_unsaved->steps.size())),
+                                 QtInfoMsg);
+    else
+        m_backend->addLogMessage(QStringLiteral("Recording stopped: the desk sent nothing, so there is nothing to save."),
+                                 QtInfoMsg);
 }
 
 bool OscScenarios::saveRecording(const QString &filePath)
 {
-    stopRecording();
+    endRecording();
     if (!m_unsaved)
         return false;
     QString path = filePath;
@@ -100,15 +116,14 @@ bool OscScenarios::saveRecording(const QString &filePath)
     const qsizetype steps = m_unsaved->steps.size();
     QSaveFile out(path);
     if (!out.open(QIODevice::WriteOnly) || out.write(Scenario::writeScenario(*m_unsaved)) < 0 || !out.commit()) {
-        m_backend->addLogMessage(QStringLiteral("Cannot write scenario file %1: %2; the recording (%3 steps) is kept: "
+        m_backend->addLogMessage(QStringLiteral("Cannot write scenario file %1: %2; the recording (%3) is kept: "
                                                 "save it again or discard it.")
-                                         .arg(path, out.errorString())
-                                         .arg(steps),
+                                         .arg(path, out.errorString(), stepsText(steps)),
                                  QtCriticalMsg);
         return false;
     }
     m_unsaved.reset();
-    m_backend->addLogMessage(QStringLiteral("Recorded %1 steps to %2").arg(steps).arg(path), QtInfoMsg);
+    m_backend->addLogMessage(QStringLiteral("Recorded %1 to %2").arg(stepsText(steps), path), QtInfoMsg);
     emit recordingChanged();
     emit progressChanged();
     return true;
@@ -116,10 +131,10 @@ bool OscScenarios::saveRecording(const QString &filePath)
 
 void OscScenarios::discardRecording()
 {
-    stopRecording();
+    endRecording();
     if (!m_unsaved)
         return;
-    m_backend->addLogMessage(QStringLiteral("Recorded scenario discarded (%1 steps).").arg(m_unsaved->steps.size()),
+    m_backend->addLogMessage(QStringLiteral("Recorded scenario discarded (%1).").arg(stepsText(m_unsaved->steps.size())),
                              QtWarningMsg);
     m_unsaved.reset();
     emit recordingChanged();

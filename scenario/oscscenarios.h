@@ -59,6 +59,9 @@ signals:
     void resultsChanged();
 
 private:
+    // Stops the recorder and keeps what it recorded, if anything; false when not recording.
+    bool endRecording();
+
     OscEmulatorBackend *m_backend;
     OscMonitor *m_monitor;
     Scenario::Recorder m_recorder;

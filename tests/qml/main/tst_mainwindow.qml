@@ -251,7 +251,7 @@ TestCase {
             tryVerify(() => visibleItem(mainWindow.contentItem.parent, "fileNameTextField") !== null)
             keyClick(Qt.Key_Escape)
             tryVerify(() => !dialog.visible)
-            compare(lastLogLine(), "[INFO] Recording stopped: 7 steps kept until they are saved or discarded.")
+            compare(lastLogLine(), "[INFO] Recording stopped: 7 steps kept until saved or discarded.")
             compare(scenarios.recordedSteps, recorded.length)
             // A write that fails keeps it too.
             const missing = testTools.configFolder + "/missing/recorded"
@@ -268,9 +268,9 @@ TestCase {
             mouseClick(child("saveRecordingButton"))
         }
         tryVerify(() => visibleItem(mainWindow.contentItem.parent, "fileNameTextField") !== null)
+        // The name field has the focus, its suggested name selected: typing replaces it.
         const nameField = visibleItem(mainWindow.contentItem.parent, "fileNameTextField")
-        nameField.forceActiveFocus()
-        nameField.clear()
+        tryVerify(() => nameField.activeFocus && nameField.selectedText.startsWith("recorded-"), 1000, nameField.text)
         for (const letter of data.typed)
             keyClick(letter)
         keyClick(Qt.Key_Return)
