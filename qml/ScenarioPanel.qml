@@ -13,16 +13,74 @@ Panel {
 
     readonly property bool ready: Backend.hasScenarios()
     readonly property bool busy: ready && (scenarios.recording || scenarios.playing)
+    readonly property bool unsaved: ready && scenarios.unsavedRecording
+    // What closing the window would lose, for its question, or "" (see main.qml).
+    readonly property string unsavedWork: ready && (unsaved || (scenarios.recording && scenarios.recordedSteps > 0))
+                                          ? "La grabación tiene " + stepsText(scenarios.recordedSteps) + " sin guardar."
+                                          : ""
+    // Called once, when the recording being saved is written.
+    property var afterSave: null
+    // Qt 6.4's own save dialog saves only from its button: Enter in its name field is hooked
+    // once, and the field gets the focus at each opening.
+    property Item hookedNameField: null
 
     function seconds(ms) {
         return (ms / 1000).toFixed(1) + " s"
+    }
+
+    function stepsText(count) {
+        return count + (count === 1 ? " paso" : " pasos")
+    }
+
+    function saveWork(then) {
+        scenarios.stopRecording()
+        if (!scenarios.unsavedRecording)
+            return
+        afterSave = then
+        // A new name each time, so that Enter never writes over the last recording.
+        saveDialog.currentFile = saveDialog.currentFolder + "/recorded-"
+                + Qt.formatDateTime(new Date(), "yyyyMMdd-hhmmss") + ".json"
+        saveDialog.open()
+    }
+
+    function discardWork() {
+        scenarios.discardRecording()
+    }
+
+    // The visible item named `name` under `item`.
+    function visibleItem(item, name) {
+        if (item.objectName === name && item.visible)
+            return item
+        for (let i = 0; i < item.children.length; ++i) {
+            const found = visibleItem(item.children[i], name)
+            if (found)
+                return found
+        }
+        return null
+    }
+
+    function saveOnEnter() {
+        const field = visibleItem(Overlay.overlay, "fileNameTextField")
+        if (field === null)
+            return
+        field.forceActiveFocus()
+        field.selectAll()
+        if (field === hookedNameField)
+            return
+        hookedNameField = field
+        field.accepted.connect(function() {
+            if (saveDialog.visible && field.text.trim() !== "")
+                saveDialog.accept()
+        })
     }
 
     function statusText() {
         if (!ready)
             return ""
         if (scenarios.recording)
-            return "Grabando: " + scenarios.recordedSteps + " pasos, " + seconds(scenarios.elapsedMs)
+            return "Grabando: " + stepsText(scenarios.recordedSteps) + ", " + seconds(scenarios.elapsedMs)
+        if (scenarios.unsavedRecording && !scenarios.playing)
+            return "Grabación sin guardar: " + stepsText(scenarios.recordedSteps)
         if (scenarios.playing)
             return "Reproduciendo \u00ab" + scenarios.scenarioName + "\u00bb: paso "
                     + Math.min(scenarios.stepIndex + 1, scenarios.stepCount) + " de " + scenarios.stepCount
@@ -53,14 +111,27 @@ Panel {
             Caption { text: "Escenarios:" }
             Button {
                 objectName: "recordButton"
+                visible: !scenarioPanel.unsaved
                 text: scenarioPanel.ready && scenarios.recording ? "Parar grabación" : "Grabar"
                 enabled: scenarioPanel.ready && !scenarios.playing
                 onClicked: {
                     if (scenarios.recording)
-                        saveDialog.open()
+                        scenarioPanel.saveWork(null)
                     else
                         scenarios.startRecording()
                 }
+            }
+            Button {
+                objectName: "saveRecordingButton"
+                visible: scenarioPanel.unsaved
+                text: "Guardar grabación..."
+                onClicked: scenarioPanel.saveWork(null)
+            }
+            Button {
+                objectName: "discardRecordingButton"
+                visible: scenarioPanel.unsaved
+                text: "Descartar"
+                onClicked: scenarioPanel.discardWork()
             }
             Button {
                 objectName: "playButton"
@@ -85,7 +156,7 @@ Panel {
             Text {
                 objectName: "scenarioStatus"
                 text: scenarioPanel.statusText()
-                color: scenarioPanel.ready && scenarios.recording ? Palette.stopped : Palette.text
+                color: scenarioPanel.ready && (scenarios.recording || scenarioPanel.unsaved) ? Palette.stopped : Palette.text
                 font.pixelSize: 12
                 elide: Text.ElideRight
                 Layout.fillWidth: true
@@ -118,16 +189,30 @@ Panel {
         }
     }
 
+    // Cancel keeps the recording, as a write that fails does: the panel offers it again.
     FileDialog {
         id: saveDialog
+        objectName: "saveDialog"
 
         title: "Guardar el escenario grabado"
         fileMode: FileDialog.SaveFile
+        acceptLabel: "Guardar"
+        rejectLabel: "Cancelar"
+        defaultSuffix: "json"
         nameFilters: ["Escenarios JSON (*.json)", "All files (*.*)"]
         parentWindow: scenarioPanel.Window.window
 
-        onAccepted: scenarios.stopRecording(Rules.urlToLocalPath(selectedFile))
-        onRejected: scenarios.stopRecording("")
+        onVisibleChanged: {
+            if (visible)
+                Qt.callLater(scenarioPanel.saveOnEnter)
+        }
+        onAccepted: {
+            const then = scenarioPanel.afterSave
+            scenarioPanel.afterSave = null
+            if (scenarios.saveRecording(Rules.urlToLocalPath(selectedFile)) && then)
+                then()
+        }
+        onRejected: scenarioPanel.afterSave = null
     }
 
     FileDialog {

@@ -15,6 +15,10 @@ ApplicationWindow {
 
     readonly property string lastLogMessage: Backend.hasBackend() && backend.logMessages.length > 0
                                              ? backend.logMessages[backend.logMessages.length - 1] : ""
+    // The parts that hold work closing would lose. Each offers `unsavedWork` (what would be
+    // lost, as a sentence, or ""), saveWork(then), which calls then() once the work is
+    // saved, and discardWork().
+    readonly property var unsavedWorkHolders: [scenarioPanel]
 
     function logColor(message) {
         return Palette.logColor(message)
@@ -36,6 +40,15 @@ ApplicationWindow {
             Qt.callLater(function() { mainSplit.restoreState(uiSettings.splitState) })
     }
     onClosing: function(close) {
+        const holder = unsavedWorkHolders.find(part => part.unsavedWork !== "")
+        if (holder !== undefined) {
+            close.accepted = false
+            closeQuestion.ask(holder)
+            return
+        }
+        // A replay cut short says so in the log, as "Parar" does.
+        if (Backend.hasScenarios())
+            scenarios.stopPlaying()
         uiSettings.splitState = mainSplit.saveState()
     }
 
@@ -74,6 +87,7 @@ ApplicationWindow {
             visible: toolbar.showTarget
         }
         ScenarioPanel {
+            id: scenarioPanel
             visible: toolbar.showScenarios
         }
 
@@ -150,6 +164,59 @@ ApplicationWindow {
             visible: !toolbar.showLog && window.lastLogMessage !== ""
             line: window.lastLogMessage
             onShowRequested: toolbar.showLog = true
+        }
+    }
+
+    // Asked when closing would lose work. "Guardar" (once written) and "Descartar" close again,
+    // so the next holder with unsaved work is asked in turn; "Cancelar" keeps the window.
+    Dialog {
+        id: closeQuestion
+        objectName: "closeQuestion"
+
+        property Item holder: null
+
+        function ask(part) {
+            holder = part
+            question.text = part.unsavedWork
+            open()
+        }
+
+        title: "¿Cerrar sin guardar?"
+        modal: true
+        width: 420
+        anchors.centerIn: Overlay.overlay
+
+        onAccepted: holder.saveWork(function() { window.close() })
+        onDiscarded: {
+            holder.discardWork()
+            window.close()
+        }
+
+        Label {
+            id: question
+            width: parent.width
+            wrapMode: Text.Wrap
+        }
+
+        footer: DialogButtonBox {
+            Button {
+                objectName: "closeSaveButton"
+                text: "Guardar"
+                flat: true
+                DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
+            }
+            Button {
+                objectName: "closeDiscardButton"
+                text: "Descartar"
+                flat: true
+                DialogButtonBox.buttonRole: DialogButtonBox.DestructiveRole
+            }
+            Button {
+                objectName: "closeCancelButton"
+                text: "Cancelar"
+                flat: true
+                DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
+            }
         }
     }
 }

@@ -7,6 +7,15 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+namespace {
+
+QString stepsText(qsizetype steps)
+{
+    return steps == 1 ? QStringLiteral("1 step") : QStringLiteral("%1 steps").arg(steps);
+}
+
+} // namespace
+
 OscScenarios::OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent)
     : QObject(parent)
     , m_backend(backend)
@@ -40,6 +49,13 @@ OscScenarios::OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QOb
     });
 }
 
+int OscScenarios::recordedSteps() const
+{
+    if (m_recorder.isRecording())
+        return m_recorder.stepCount();
+    return m_unsaved ? int(m_unsaved->steps.size()) : 0;
+}
+
 int OscScenarios::elapsedMs() const
 {
     return int(m_recorder.isRecording() ? m_recorder.elapsedMs() : m_player.elapsedMs());
@@ -49,6 +65,13 @@ void OscScenarios::startRecording()
 {
     if (m_recorder.isRecording() || m_player.isPlaying())
         return;
+    if (m_unsaved) {
+        m_backend->addLogMessage(QStringLiteral("Cannot start a recording while the last one (%1) is not saved: "
+                                                "save it or discard it.")
+                                         .arg(stepsText(m_unsaved->steps.size())),
+                                 QtWarningMsg);
+        return;
+    }
     m_recorder.start();
     m_clockTick.start();
     m_backend->addLogMessage(QStringLiteral("Recording a scenario: every message the desk sends is a step."), QtInfoMsg);
@@ -56,24 +79,66 @@ void OscScenarios::startRecording()
     emit progressChanged();
 }
 
-void OscScenarios::stopRecording(const QString &filePath)
+bool OscScenarios::endRecording()
 {
     if (!m_recorder.isRecording())
-        return;
+        return false;
     m_clockTick.stop();
     Scenario::File file = m_recorder.stop();
+    if (!file.steps.isEmpty())
+        m_unsaved = std::move(file);
     emit recordingChanged();
-    if (filePath.isEmpty()) {
-        m_backend->addLogMessage(QStringLiteral("Recorded scenario discarded (%1 steps).").arg(file.steps.size()),
-                                 QtWarningMsg);
+    emit progressChanged();
+    return true;
+}
+
+void OscScenarios::stopRecording()
+{
+    if (!endRecording())
         return;
+    if (m_unsaved)
+        m_backend->addLogMessage(QStringLiteral("Recording stopped: %1 kept until saved or discarded.")
+                                         .arg(stepsText(m_unsaved->steps.size())),
+                                 QtInfoMsg);
+    else
+        m_backend->addLogMessage(QStringLiteral("Recording stopped: the desk sent nothing, so there is nothing to save."),
+                                 QtInfoMsg);
+}
+
+bool OscScenarios::saveRecording(const QString &filePath)
+{
+    endRecording();
+    if (!m_unsaved)
+        return false;
+    QString path = filePath;
+    if (QFileInfo(path).suffix().isEmpty())
+        path += path.endsWith(QLatin1Char('.')) ? QStringLiteral("json") : QStringLiteral(".json");
+    const qsizetype steps = m_unsaved->steps.size();
+    QSaveFile out(path);
+    if (!out.open(QIODevice::WriteOnly) || out.write(Scenario::writeScenario(*m_unsaved)) < 0 || !out.commit()) {
+        m_backend->addLogMessage(QStringLiteral("Cannot write scenario file %1: %2; the recording (%3) is kept: "
+                                                "save it again or discard it.")
+                                         .arg(path, out.errorString(), stepsText(steps)),
+                                 QtCriticalMsg);
+        return false;
     }
-    QSaveFile out(filePath);
-    if (!out.open(QIODevice::WriteOnly) || out.write(Scenario::writeScenario(file)) < 0 || !out.commit()) {
-        m_backend->addLogMessage(QStringLiteral("Cannot write scenario file: %1").arg(out.errorString()), QtCriticalMsg);
+    m_unsaved.reset();
+    m_backend->addLogMessage(QStringLiteral("Recorded %1 to %2").arg(stepsText(steps), path), QtInfoMsg);
+    emit recordingChanged();
+    emit progressChanged();
+    return true;
+}
+
+void OscScenarios::discardRecording()
+{
+    endRecording();
+    if (!m_unsaved)
         return;
-    }
-    m_backend->addLogMessage(QStringLiteral("Recorded %1 steps to %2").arg(file.steps.size()).arg(filePath), QtInfoMsg);
+    m_backend->addLogMessage(QStringLiteral("Recorded scenario discarded (%1).").arg(stepsText(m_unsaved->steps.size())),
+                             QtWarningMsg);
+    m_unsaved.reset();
+    emit recordingChanged();
+    emit progressChanged();
 }
 
 void OscScenarios::play(const QString &filePath)

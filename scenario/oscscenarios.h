@@ -7,6 +7,8 @@
 #include <QTimer>
 #include <QVariantList>
 
+#include <optional>
+
 class OscEmulatorBackend;
 class OscMonitor;
 
@@ -16,6 +18,7 @@ class OscScenarios : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(bool recording READ recording NOTIFY recordingChanged)
+    Q_PROPERTY(bool unsavedRecording READ unsavedRecording NOTIFY recordingChanged)
     Q_PROPERTY(int recordedSteps READ recordedSteps NOTIFY progressChanged)
     Q_PROPERTY(bool playing READ playing NOTIFY playingChanged)
     Q_PROPERTY(QString scenarioName READ scenarioName NOTIFY playingChanged)
@@ -28,7 +31,9 @@ public:
     OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent = nullptr);
 
     bool recording() const { return m_recorder.isRecording(); }
-    int recordedSteps() const { return m_recorder.stepCount(); }
+    // A stopped recording that is neither written nor discarded.
+    bool unsavedRecording() const { return m_unsaved.has_value(); }
+    int recordedSteps() const;
     bool playing() const { return m_player.isPlaying(); }
     QString scenarioName() const { return m_name; }
     int stepIndex() const { return m_player.stepIndex(); }
@@ -37,8 +42,13 @@ public:
     QVariantList results() const { return m_results; }
 
     Q_INVOKABLE void startRecording();
-    // Ends the recording and writes it to `filePath`; an empty path discards it.
-    Q_INVOKABLE void stopRecording(const QString &filePath);
+    // Ends the recording and keeps its steps until saveRecording() writes them or
+    // discardRecording() drops them.
+    Q_INVOKABLE void stopRecording();
+    // Writes the kept recording to `filePath`, with ".json" added to a name without a
+    // suffix; true when written. A write that fails keeps the recording.
+    Q_INVOKABLE bool saveRecording(const QString &filePath);
+    Q_INVOKABLE void discardRecording();
     Q_INVOKABLE void play(const QString &filePath);
     Q_INVOKABLE void stopPlaying();
 
@@ -49,10 +59,14 @@ signals:
     void resultsChanged();
 
 private:
+    // Stops the recorder and keeps what it recorded, if anything; false when not recording.
+    bool endRecording();
+
     OscEmulatorBackend *m_backend;
     OscMonitor *m_monitor;
     Scenario::Recorder m_recorder;
     Scenario::Player m_player;
+    std::optional<Scenario::File> m_unsaved;
     Scenario::File m_file;
     QString m_name;
     QVariantList m_results;

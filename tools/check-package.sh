@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
 # Checks the Debian package that tools/package.sh built: its control fields; that it holds
-# the executable, the desktop entry, the icon, the README and every file of examples/, and
-# nothing from a build tree; that it depends on the package of every QML module the
-# documents import and on no build-only package.
+# the executable, the desktop entry (valid, as desktop-file-validate sees it), the icon, the
+# README, the machine-readable copyright file and every file of examples/, and nothing from
+# a build tree; that it depends on the package of every QML module the documents import and
+# on no build-only package.
 # Usage: tools/check-package.sh [package.deb]   (default: the newest .deb in dist/)
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+install_packages desktop-file-utils
 
 deb="${1:-$(ls -t "$ROOT"/dist/*.deb 2>/dev/null | head -n 1)}"
 if [ ! -f "$deb" ]; then
@@ -69,6 +72,7 @@ required=(
     "./usr/share/applications/$name.desktop"
     "./usr/share/icons/hicolor/scalable/apps/$name.svg"
     "./usr/share/doc/$name/README.md"
+    "./usr/share/doc/$name/copyright"
 )
 while IFS= read -r example; do
     required+=("./usr/share/$name/examples/$example")
@@ -103,6 +107,20 @@ if [ -f "$desktop" ]; then
     [ -x "$unpacked/usr/bin/$exec_name" ] || fail "the desktop entry runs '$exec_name', not in /usr/bin"
     compgen -G "$unpacked/usr/share/icons/hicolor/*/apps/$icon_name.*" >/dev/null ||
         fail "the desktop entry's icon '$icon_name' is not in the package"
+    # Errors, warnings and hints alike (such as more than one main category).
+    said="$(desktop-file-validate "$desktop" 2>&1)" || true
+    [ -z "$said" ] || fail "desktop-file-validate: ${said//$unpacked/}"
+fi
+copyright="$unpacked/usr/share/doc/$name/copyright"
+if [ -f "$copyright" ]; then
+    [ "$(head -n 1 "$copyright")" = "Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/" ] ||
+        fail "the copyright file is not in the machine-readable format (its first line: $(head -n 1 "$copyright"))"
+    grep -qx "Files: \*" "$copyright" || fail "the copyright file has no 'Files: *' paragraph"
+    [ "$(grep -cx "License: GPL-3+" "$copyright")" -eq 2 ] ||
+        fail "the copyright file does not license the files GPL-3+ and give that licence's text"
+    grep -qF "/usr/share/common-licenses/GPL-3" "$copyright" ||
+        fail "the copyright file does not point to /usr/share/common-licenses/GPL-3"
+    grep -qx "Source: $(field Homepage)" "$copyright" || fail "the copyright file's Source is not the Homepage"
 fi
 
 if [ "$failures" -gt 0 ]; then

@@ -16,10 +16,11 @@ DESK_PACKAGES=(
     qml6-module-qtcore qml6-module-qt-labs-settings
 )
 # The tests: Qt Quick Test, a display server, liblo's tools as the independent peer, clang
-# for the sanitizers and the fuzzers (which decode with liblo), and what builds the package.
+# for the sanitizers and the fuzzers (which decode with liblo), and what builds and checks
+# the package.
 TEST_PACKAGES=(
     qml6-module-qttest xvfb xauth liblo-tools liblo-dev pkg-config python3
-    clang libclang-rt-14-dev dpkg-dev file
+    clang libclang-rt-14-dev dpkg-dev file desktop-file-utils
 )
 # The benchmarks: Google Benchmark, and liblo and oscpack as baselines.
 BENCH_PACKAGES=(libbenchmark-dev liblo-dev liboscpack-dev pkg-config xvfb xauth python3)

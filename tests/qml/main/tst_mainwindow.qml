@@ -185,9 +185,30 @@ TestCase {
         testTools.stopOscDump()
     }
 
-    // What the desk sends while recording, played back: the same datagrams in the same
-    // order, as the TX lines' bytes and oscdump say.
-    function test_recordThenReplay() {
+    // The visible item named `name` under `item`, searched through the window's overlay too:
+    // Qt's own dialogs are popups there.
+    function visibleItem(item, name) {
+        if (item.objectName === name && item.visible)
+            return item
+        for (let i = 0; i < item.children.length; ++i) {
+            const found = visibleItem(item.children[i], name)
+            if (found)
+                return found
+        }
+        return null
+    }
+
+    // What the desk sends while recording, saved through the save dialog (after a Cancel
+    // that keeps it, by a name without its suffix) and played back: the same datagrams in
+    // the same order, as the TX lines' bytes and oscdump say.
+    function test_recordThenReplay_data() {
+        return [
+            { tag: "saved", cancelFirst: false, typed: "recorded.json" },
+            { tag: "cancelled, then saved without the suffix", cancelFirst: true, typed: "recorded" },
+        ]
+    }
+
+    function test_recordThenReplay(data) {
         if (!testTools.isInstalled("oscdump"))
             skip("liblo-tools is not installed")
         verify(testTools.writeFile(testTools.configFolder + "/osc_fixtures.json",
@@ -211,17 +232,51 @@ TestCase {
         mouseClick(control("Deck 2", "Sync"))
         const pad = findChild(control("Deck 1", "Jog"), "pad")
         mouseClick(pad, pad.width / 4, pad.height / 4)
+        // A fader at 200 of 255 sends a float with no short decimal form.
+        backend.sendOscToAddress("/deck1/volume", 200)
         mouseClick(child("bundleCheck"))
         mouseClick(child("intValuesCheck"))
         mouseClick(child("testButton"))
         backend.sendOscTyped("/fx/name", "sbhdTFNI", ["é\"", "blob", 9007199254740993, -0.1])
         const recorded = sentLines().slice(before)
-        compare(recorded.length, 6, JSON.stringify(recorded))
+        compare(recorded.length, 7, JSON.stringify(recorded))
         const heardThen = heard(recorded.length)
         compare(scenarios.recordedSteps, recorded.length)
-        const file = testTools.configFolder + "/recorded.json"
-        scenarios.stopRecording(file)
+
+        const dialog = findChild(child("scenarioPanel"), "saveDialog")
+        dialog.currentFolder = "file://" + testTools.configFolder
+        mouseClick(child("recordButton"))
         verify(!scenarios.recording)
+        if (data.cancelFirst) {
+            tryVerify(() => visibleItem(mainWindow.contentItem.parent, "fileNameTextField") !== null)
+            keyClick(Qt.Key_Escape)
+            tryVerify(() => !dialog.visible)
+            compare(lastLogLine(), "[INFO] Recording stopped: 7 steps kept until saved or discarded.")
+            compare(scenarios.recordedSteps, recorded.length)
+            // A write that fails keeps it too.
+            const missing = testTools.configFolder + "/missing/recorded"
+            verify(!scenarios.saveRecording(missing))
+            verify(lastLogLine().startsWith("[CRITICAL] Cannot write scenario file " + missing + ".json: "), lastLogLine())
+            verify(lastLogLine().endsWith("; the recording (7 steps) is kept: save it again or discard it."), lastLogLine())
+            // Closing asks first; "Cancelar" keeps the window and the recording.
+            const question = findChild(mainWindow, "closeQuestion")
+            mainWindow.close()
+            verify(question.visible)
+            mouseClick(visibleItem(mainWindow.contentItem.parent, "closeCancelButton"))
+            tryVerify(() => !question.visible)
+            verify(mainWindow.visible && scenarios.unsavedRecording)
+            mouseClick(child("saveRecordingButton"))
+        }
+        tryVerify(() => visibleItem(mainWindow.contentItem.parent, "fileNameTextField") !== null)
+        // The name field has the focus, its suggested name selected: typing replaces it.
+        const nameField = visibleItem(mainWindow.contentItem.parent, "fileNameTextField")
+        tryVerify(() => nameField.activeFocus && nameField.selectedText.startsWith("recorded-"), 1000, nameField.text)
+        for (const letter of data.typed)
+            keyClick(letter)
+        keyClick(Qt.Key_Return)
+        const file = testTools.configFolder + "/recorded.json"
+        compare(lastLogLine(), "[INFO] Recorded 7 steps to " + file)
+        verify(!scenarios.unsavedRecording)
 
         mouseClick(child("bundleCheck"))
         scenarios.play(file)
@@ -230,6 +285,12 @@ TestCase {
         compare(replayed, recorded)
         compare(heard(recorded.length), heardThen)
         testTools.stopOscDump()
+
+        // Closed during a replay, the window logs the replay's end as "Parar" does.
+        scenarios.play(file)
+        mainWindow.close()
+        verify(!scenarios.playing)
+        verify(/^\[WARNING\] Scenario ".*" stopped: 0 expectations passed, 0 failed\.$/.test(lastLogLine()), lastLogLine())
     }
 
     function test_logColoursAndFooter() {
