@@ -29,9 +29,10 @@ OscScenarios::OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QOb
     connect(&m_player, &Scenario::Player::stepStarted, this, &OscScenarios::progressChanged);
     connect(&m_player, &Scenario::Player::stepFinished, this, [this](const Scenario::StepResult &result) {
         const Scenario::Step &step = m_file.steps.at(result.index);
-        if (!step.isExpectation())
+        // Every expectation, and a send that did not leave.
+        if (!step.isExpectation() && result.passed)
             return;
-        m_results.append(QVariantMap{{QStringLiteral("step"), result.index},
+        m_results.append(QVariantMap{{QStringLiteral("step"), result.index + 1},
                                      {QStringLiteral("description"), Scenario::describeStep(step)},
                                      {QStringLiteral("passed"), result.passed},
                                      {QStringLiteral("detail"), result.detail}});
@@ -147,14 +148,9 @@ void OscScenarios::play(const QString &filePath)
         m_backend->addLogMessage(QStringLiteral("Cannot play a scenario while recording or playing one."), QtWarningMsg);
         return;
     }
-    QFile in(filePath);
     QString error;
     Scenario::File file;
-    if (!in.open(QIODevice::ReadOnly))
-        error = in.errorString();
-    else
-        Scenario::readScenario(in.readAll(), &file, &error);
-    if (!error.isEmpty()) {
+    if (!Scenario::loadScenario(filePath, &file, &error)) {
         m_backend->addLogMessage(QStringLiteral("Cannot play scenario %1: %2").arg(filePath, error), QtCriticalMsg);
         return;
     }
@@ -165,16 +161,10 @@ void OscScenarios::play(const QString &filePath)
     m_backend->addLogMessage(QStringLiteral("Playing scenario \"%1\": %2 steps.").arg(m_name).arg(file.steps.size()),
                              QtInfoMsg);
     // What the scenario expects to hear must be listening.
-    bool device = false;
-    bool monitor = false;
-    for (const Scenario::Step &step : file.steps) {
-        device = device || step.kind == Scenario::Step::Kind::ExpectDevice;
-        monitor = monitor || step.kind == Scenario::Step::Kind::ExpectMonitor
-                || step.kind == Scenario::Step::Kind::ExpectNone;
-    }
-    if (device && !m_backend->isRunning())
+    const Scenario::Listeners needed = Scenario::listenersFor(file);
+    if (needed.device && !m_backend->isRunning())
         m_backend->startEmulation();
-    if (monitor && !m_monitor->running())
+    if (needed.monitor && !m_monitor->running())
         m_monitor->start();
     m_clockTick.start();
     m_player.start(file);
