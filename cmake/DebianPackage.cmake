@@ -37,19 +37,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # the window also loads, at run time, one plugin per QML module it imports, with the
 # modules those import in turn, which no linker sees. FileDialog needs the folder
 # model once it opens, Basic's SelectionRectangle needs Shapes.
-set(OSC_RUNTIME_PACKAGES
-    qml6-module-qtqml-workerscript
-    qml6-module-qtquick
-    qml6-module-qtquick-window
-    qml6-module-qtquick-templates
-    qml6-module-qtquick-controls
-    qml6-module-qtquick-layouts
-    qml6-module-qtquick-dialogs
-    qml6-module-qt-labs-folderlistmodel
-    qml6-module-qtquick-shapes
-    qml6-module-qtcore
-    qml6-module-qt-labs-settings
-)
+# The list is shared with tools/common.sh, which installs the same packages to build and test.
+file(STRINGS "${CMAKE_CURRENT_LIST_DIR}/runtime-qml-packages.txt" OSC_RUNTIME_PACKAGES)
 list(JOIN OSC_RUNTIME_PACKAGES ", " CPACK_DEBIAN_PACKAGE_DEPENDS)
 # On a Wayland desktop Qt falls back to XWayland without it.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS qt6-wayland)

@@ -6,14 +6,13 @@ BUILD_DIR="${BUILD_DIR:-$ROOT/build}"
 SANITIZE_BUILD_DIR="${SANITIZE_BUILD_DIR:-$ROOT/build-sanitize}"
 
 # Debian packages, by what needs them. The desk: the compiler, Qt, and the QML modules
-# that the window imports at run time.
+# that the window imports at run time (listed once, in cmake/runtime-qml-packages.txt,
+# which the Debian package's dependencies are read from too).
+mapfile -t RUNTIME_QML_PACKAGES < "$ROOT/cmake/runtime-qml-packages.txt"
 DESK_PACKAGES=(
     build-essential cmake ninja-build
     qt6-base-dev qt6-declarative-dev
-    qml6-module-qtqml-workerscript qml6-module-qtquick qml6-module-qtquick-window
-    qml6-module-qtquick-templates qml6-module-qtquick-controls qml6-module-qtquick-layouts
-    qml6-module-qtquick-dialogs qml6-module-qt-labs-folderlistmodel qml6-module-qtquick-shapes
-    qml6-module-qtcore qml6-module-qt-labs-settings
+    "${RUNTIME_QML_PACKAGES[@]}"
 )
 # The tests: Qt Quick Test, a display server, liblo's tools as the independent peer, clang
 # for the sanitizers and the fuzzers (which decode with liblo), and what builds and checks
