@@ -65,17 +65,10 @@ QString formatReal(double value)
     return QString::number(value, 'g', QLocale::FloatingPointShortest);
 }
 
-// The shortest decimal that reads back as this float (0.1f is "0.1", not the double
-// 0.10000000149011612), written as formatReal writes doubles.
+// The shortest decimal that reads back as this float, written as formatReal writes doubles.
 QString formatFloat32(float value)
 {
-    if (!std::isfinite(value))
-        return formatReal(value);
-    char text[32];
-    const char *end = std::to_chars(text, text + sizeof text, value, std::chars_format::scientific).ptr;
-    double shortest = 0;
-    std::from_chars(text, end, shortest);
-    return formatReal(shortest);
+    return formatReal(shortestDouble(value));
 }
 
 QString hex(const char *data, qsizetype size)
@@ -199,6 +192,17 @@ QString formatOscArgument(char tag, QByteArrayView bytes)
     case 't': return formatOscTimeTag(qFromBigEndian<quint64>(at));
     default: return unreadable;
     }
+}
+
+double shortestDouble(float value)
+{
+    if (!std::isfinite(value))
+        return value;
+    char text[32];
+    const char *end = std::to_chars(text, text + sizeof text, value, std::chars_format::scientific).ptr;
+    double shortest = 0;
+    std::from_chars(text, end, shortest);
+    return shortest;
 }
 
 QString formatOscTimeTag(OscTimeTag timeTag)

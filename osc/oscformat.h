@@ -22,6 +22,10 @@ QString escapeOscText(QByteArrayView utf8);
 // Too few bytes for the tag give "?".
 QString formatOscArgument(char tag, QByteArrayView bytes);
 
+// The double with the fewest digits that reads back as this float: 0.1f gives 0.1, not
+// 0.10000000149011612. Infinities and NaN stay as they are.
+double shortestDouble(float value);
+
 // "immediately" for 1; otherwise the seconds since 1900 and the fraction in nanoseconds,
 // rounded down: "3913056000.500000000".
 QString formatOscTimeTag(OscTimeTag timeTag);

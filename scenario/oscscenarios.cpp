@@ -20,7 +20,7 @@ OscScenarios::OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QOb
     : QObject(parent)
     , m_backend(backend)
     , m_monitor(monitor)
-    , m_recorder(backend)
+    , m_recorder(backend->sender())
     , m_player(backend->sender(), backend->device(), monitor)
 {
     m_clockTick.setInterval(100);

@@ -1,51 +1,51 @@
 #include "scenariorecorder.h"
 
-#include "oscdecoder.h"
-#include "oscemulatorbackend.h"
 #include "oscformat.h"
+#include "oscsender.h"
 
 #include <QDateTime>
 
 namespace Scenario {
 
-Recorder::Recorder(OscEmulatorBackend *backend, QObject *parent)
+Recorder::Recorder(OscSender *sender, QObject *parent)
     : QObject(parent)
-    , m_backend(backend)
+    , m_sender(sender)
 {
-    backend->addSendObserver([this](const QByteArray &datagram, const QHostAddress &, quint16) {
-        if (!m_recording)
-            return;
-        Osc::OscPacket packet;
-        if (!Osc::decodeOscPacket(datagram, &packet, nullptr) || packet.messages.size() != 1)
-            return;
-        const Osc::OscDecodedMessage &message = packet.messages[0];
-        Step step;
-        step.kind = Step::Kind::Send;
-        step.at = m_clock.elapsed();
-        step.address = packet.address(message);
-        step.tags = packet.typeTags(message);
-        step.bundle = packet.isBundle;
-        for (int i = 0; i < message.argumentCount; ++i) {
-            const Osc::OscField &argument = packet.argument(message, i);
-            // A blob was sent from a text: it goes back as that text.
-            const QVariant value = packet.value(argument);
-            switch (argument.tag) {
-            case 'T': case 'F': case 'N': case 'I':
-                break;
-            case 'b':
-                step.values.append(QString::fromUtf8(value.toByteArray()));
-                break;
-            case 'f':
-                // The shortest decimal that reads back as the same float: 0.527, not 0.5270000100135803.
-                step.values.append(Osc::formatOscArgument('f', packet.bytes(argument)).toDouble());
-                break;
-            default:
-                step.values.append(value);
-            }
+    connect(m_sender, &OscSender::messageSent, this, &Recorder::record);
+}
+
+// A value per tag that takes one, in the form the scenario file reads back to the same
+// bytes: a float as its shortest decimal (0.527, not 0.5270000100135803), a blob as the
+// text it was sent from.
+void Recorder::record(const QString &address, const QString &tags, const QVariantList &values, bool bundled)
+{
+    if (!m_recording)
+        return;
+    Step step;
+    step.kind = Step::Kind::Send;
+    step.at = m_clock.elapsed();
+    step.address = address;
+    step.tags = tags;
+    step.bundle = bundled;
+    qsizetype next = 0;
+    for (const QChar tag : tags) {
+        if (!QStringLiteral("ihfdsb").contains(tag) || next >= values.size())
+            continue;
+        const QVariant &value = values.at(next++);
+        switch (tag.unicode()) {
+        case 'i': step.values.append(value.toInt()); break;
+        case 'h': step.values.append(value.toLongLong()); break;
+        case 'f': step.values.append(Osc::shortestDouble(value.toFloat())); break;
+        case 'd': step.values.append(value.toDouble()); break;
+        case 'b':
+            step.values.append(value.typeId() == QMetaType::QByteArray ? QString::fromUtf8(value.toByteArray())
+                                                                      : value.toString());
+            break;
+        default: step.values.append(value.toString()); break;
         }
-        m_steps.append(step);
-        emit stepRecorded();
-    });
+    }
+    m_steps.append(step);
+    emit stepRecorded();
 }
 
 void Recorder::start()
@@ -60,8 +60,8 @@ File Recorder::stop()
     m_recording = false;
     File file;
     file.name = QStringLiteral("Recorded %1").arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm")));
-    file.targetHost = m_backend->oscTargetHost();
-    file.targetPort = m_backend->oscTargetPort();
+    file.targetHost = m_sender->targetHost();
+    file.targetPort = m_sender->targetPort();
     file.steps = m_steps;
     return file;
 }

@@ -5,7 +5,7 @@
 #include <QElapsedTimer>
 #include <QObject>
 
-class OscEmulatorBackend;
+class OscSender;
 
 namespace Scenario {
 
@@ -15,10 +15,10 @@ class Recorder : public QObject
 {
     Q_OBJECT
 public:
-    explicit Recorder(OscEmulatorBackend *backend, QObject *parent = nullptr);
+    explicit Recorder(OscSender *sender, QObject *parent = nullptr);
 
     void start();
-    // The recording as a scenario to the desk's current target.
+    // The recording as a scenario to the sender's current target.
     File stop();
     bool isRecording() const { return m_recording; }
     int stepCount() const { return int(m_steps.size()); }
@@ -28,7 +28,9 @@ signals:
     void stepRecorded();
 
 private:
-    OscEmulatorBackend *m_backend;
+    void record(const QString &address, const QString &tags, const QVariantList &values, bool bundled);
+
+    OscSender *m_sender;
     QElapsedTimer m_clock;
     QList<Step> m_steps;
     bool m_recording = false;
