@@ -36,7 +36,7 @@ Panel {
             from: 1
             to: 65535
             editable: false
-            value: Backend.hasBackend() ? backend.oscTargetPort : 8000
+            value: Backend.hasBackend() ? backend.oscTargetPort : from
             textFromValue: function(value) { return String(value) }
             onValueChanged: {
                 if (Backend.hasBackend())
