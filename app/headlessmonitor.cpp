@@ -46,6 +46,25 @@ QJsonValue jsonValue(const Osc::OscPacket &packet, const Osc::OscField &argument
     }
     return Osc::formatOscArgument(argument.tag, packet.bytes(argument));
 }
+
+// The message's values as a JSON array. A QJsonValue keeps -0.0 as the integer 0; JSON
+// can write its sign.
+QByteArray jsonValues(const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message)
+{
+    QByteArray text = "[";
+    for (int i = 0; i < message.argumentCount; ++i) {
+        const Osc::OscField &argument = packet.argument(message, i);
+        if (i > 0)
+            text += ',';
+        const double number = packet.value(argument).toDouble();
+        if ((argument.tag == 'f' || argument.tag == 'd') && number == 0 && std::signbit(number))
+            text += "-0.0";
+        else
+            text += QJsonDocument(QJsonArray{jsonValue(packet, argument)}).toJson(QJsonDocument::Compact).chopped(1)
+                            .sliced(1);
+    }
+    return text + ']';
+}
 } // namespace
 
 HeadlessMonitor::HeadlessMonitor(int count, bool json, QObject *parent)
@@ -85,17 +104,15 @@ void HeadlessMonitor::handleDatagram(const QByteArray &datagram, const QHostAddr
     }
     for (const Osc::OscDecodedMessage &message : m_packet.messages) {
         if (m_json) {
-            QJsonArray values;
-            for (int i = 0; i < message.argumentCount; ++i)
-                values.append(jsonValue(m_packet, m_packet.argument(message, i)));
             QJsonObject object{{QStringLiteral("time"), time},
                                {QStringLiteral("from"), from},
                                {QStringLiteral("address"), m_packet.address(message)},
-                               {QStringLiteral("tags"), QString(m_packet.typeTags(message))},
-                               {QStringLiteral("values"), values}};
+                               {QStringLiteral("tags"), QString(m_packet.typeTags(message))}};
             if (message.inBundle)
                 object.insert(QStringLiteral("bundle"), Osc::formatOscTimeTag(message.bundleTimeTag));
-            m_out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+            // The keys are written in sorted order, and "values" sorts last.
+            m_out << QJsonDocument(object).toJson(QJsonDocument::Compact).chopped(1) << ",\"values\":"
+                  << jsonValues(m_packet, message) << "}\n";
         } else {
             m_out << time << ' ' << from << ' ' << Osc::formatOscMessage(m_packet, message);
             if (message.inBundle)

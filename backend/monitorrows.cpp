@@ -116,6 +116,10 @@ QVariant MonitorRows::data(const QModelIndex &index, int role) const
         return row.sent;
     case PeerRole:
         return row.peer;
+    case HexRole:
+        return QString::fromLatin1(row.datagram.toHex());
+    case LineRole:
+        return line(index);
     default:
         break;
     }
@@ -146,11 +150,34 @@ QVariant MonitorRows::data(const QModelIndex &index, int role) const
     }
 }
 
+// "12:00:00.250 RX 127.0.0.1:9000 /a ,i 7  [bundle immediately]  +12 ms", or for a
+// datagram that does not decode, why and where in place of the message.
+QString MonitorRows::line(const QModelIndex &index) const
+{
+    const auto text = [&](Role role) { return data(index, role).toString(); };
+    QString line = text(TimeRole) + (data(index, SentRole).toBool() ? QLatin1String(" TX ") : QLatin1String(" RX "))
+            + text(PeerRole) + QLatin1Char(' ');
+    const QString error = text(ErrorRole);
+    if (!error.isEmpty()) {
+        line += error;
+    } else {
+        line += text(AddressRole) + QLatin1Char(' ') + text(TagsRole);
+        if (const QString values = text(ValuesRole); !values.isEmpty())
+            line += QLatin1Char(' ') + values;
+        if (const QString bundle = text(BundleRole); !bundle.isEmpty())
+            line += QLatin1String("  [bundle ") + bundle + QLatin1Char(']');
+    }
+    if (const QString delta = text(DeltaRole); !delta.isEmpty())
+        line += QLatin1String("  ") + delta;
+    return line;
+}
+
 QHash<int, QByteArray> MonitorRows::roleNames() const
 {
     return {{TimeRole, "time"},       {DeltaRole, "delta"},   {SentRole, "sent"},
             {PeerRole, "peer"},       {AddressRole, "address"}, {TagsRole, "tags"},
-            {ValuesRole, "values"},   {BundleRole, "bundle"}, {ErrorRole, "error"}};
+            {ValuesRole, "values"},   {BundleRole, "bundle"}, {ErrorRole, "error"},
+            {LineRole, "line"},       {HexRole, "hex"}};
 }
 
 QVariantList MonitorRows::inspect(int rowIndex) const

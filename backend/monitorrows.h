@@ -29,6 +29,8 @@ public:
         ValuesRole,                  // the values, as the monitor prints them
         BundleRole,                  // the bundle's time tag, or empty outside bundles
         ErrorRole,                   // why the datagram does not decode, or empty
+        LineRole,                    // the row as one line of text, as the list shows it
+        HexRole,                     // the row's datagram in hex
     };
 
     static constexpr int kMaxRows = 10000;
@@ -64,6 +66,7 @@ private:
     };
 
     const Osc::OscPacket &decoded(const Row &row) const;
+    QString line(const QModelIndex &index) const;
     void dropOldest(std::deque<Row> &rows, qsizetype &bytes, qsizetype count);
     static qsizetype bytesOf(const Row &row);
 

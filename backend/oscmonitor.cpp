@@ -18,6 +18,11 @@ OscMonitor::OscMonitor(OscEmulatorBackend *backend, QObject *parent)
     , m_socket(new OscEmulatorPort(this))
 {
     m_filtered.setSourceModel(&m_rows);
+    // Whatever moves rows in the filtered list may move the selection's row number.
+    connect(&m_filtered, &QAbstractItemModel::rowsInserted, this, &OscMonitor::noteSelection);
+    connect(&m_filtered, &QAbstractItemModel::rowsRemoved, this, &OscMonitor::noteSelection);
+    connect(&m_filtered, &QAbstractItemModel::modelReset, this, &OscMonitor::noteSelection);
+    connect(&m_filtered, &QAbstractItemModel::layoutChanged, this, &OscMonitor::noteSelection);
     m_tick.setInterval(kTickMs);
     connect(&m_tick, &QTimer::timeout, this, &OscMonitor::onTick);
     connect(m_socket, &OscEmulatorPort::datagramReceived, this, &OscMonitor::handleDatagram);
@@ -123,6 +128,36 @@ QVariantList OscMonitor::inspect(int row) const
 {
     const QModelIndex source = m_filtered.mapToSource(m_filtered.index(row, 0));
     return source.isValid() ? m_rows.inspect(source.row()) : QVariantList();
+}
+
+QString OscMonitor::line(int row) const
+{
+    return m_filtered.index(row, 0).data(MonitorRows::LineRole).toString();
+}
+
+QString OscMonitor::hex(int row) const
+{
+    return m_filtered.index(row, 0).data(MonitorRows::HexRole).toString();
+}
+
+int OscMonitor::selectedRow() const
+{
+    return m_selected.isValid() ? m_filtered.mapFromSource(m_selected).row() : -1;
+}
+
+void OscMonitor::setSelectedRow(int row)
+{
+    m_selected = m_filtered.mapToSource(m_filtered.index(row, 0));
+    noteSelection();
+}
+
+void OscMonitor::noteSelection()
+{
+    const int row = selectedRow();
+    if (row == m_announcedSelection)
+        return;
+    m_announcedSelection = row;
+    emit selectedRowChanged();
 }
 
 void OscMonitor::handleDatagram(const QByteArray &datagram, const QHostAddress &sender, quint16 senderPort)

@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QHostAddress>
 #include <QObject>
+#include <QPersistentModelIndex>
 #include <QStringList>
 #include <QTimer>
 #include <QVariantList>
@@ -32,6 +33,7 @@ class OscMonitor : public QObject
     Q_PROPERTY(int undecodable READ undecodable NOTIFY countsChanged)
     Q_PROPERTY(int dropped READ dropped NOTIFY countsChanged)
     Q_PROPERTY(QObject *rows READ rows CONSTANT)
+    Q_PROPERTY(int selectedRow READ selectedRow WRITE setSelectedRow NOTIFY selectedRowChanged)
 
 public:
     static constexpr int kDefaultPort = 9002;
@@ -51,18 +53,25 @@ public:
     // Why the last start could not bind its port.
     QString bindError() const { return m_bindError; }
     QObject *rows() { return &m_filtered; }
+    // The selected row of `rows`, or -1. The selection stays with its row as rows come and
+    // go and the filter changes; while the filter hides it, this is -1.
+    int selectedRow() const;
 
     void setPort(int port);
     void setPaused(bool paused);
     void setShowSent(bool on);
     void setFollowFeedback(bool on);
     void setFilter(const QString &pattern);
+    void setSelectedRow(int row);
 
     Q_INVOKABLE void start();
     Q_INVOKABLE void stop();
     Q_INVOKABLE void clear();
     // The annotated bytes of a row of `rows`: {offset, bytes, meaning, failed} per field.
     Q_INVOKABLE QVariantList inspect(int row) const;
+    // A row of `rows` as the list shows it, and its datagram in hex.
+    Q_INVOKABLE QString line(int row) const;
+    Q_INVOKABLE QString hex(int row) const;
 
     // Called with every message heard while the monitor runs, as it is decoded.
     using MessageObserver = std::function<void(const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message)>;
@@ -76,6 +85,7 @@ signals:
     void followFeedbackChanged();
     void filterChanged();
     void countsChanged();
+    void selectedRowChanged();
     // A message heard from the target, for the controls that send to its address.
     void feedback(QString address, QString tags, QVariantList values);
 
@@ -85,6 +95,7 @@ private:
     void handlePortError(const QString &error);
     void noteFeedback(const Osc::OscPacket &packet);
     void onTick();
+    void noteSelection();
 
     OscEmulatorBackend *m_backend;
     OscEmulatorPort *m_socket;
@@ -102,6 +113,8 @@ private:
     bool m_countsChanged = false;
     int m_droppedAnnounced = 0;
     QString m_bindError;
+    QPersistentModelIndex m_selected; // a row of m_rows
+    int m_announcedSelection = -1;
     // The latest message of each address (of each channel for /osc/channel) since the
     // last tick, in the order first heard.
     QHash<QString, QVariantList> m_feedback;

@@ -169,7 +169,7 @@ void OscEmulatorPort::rearmReadNotifier()
         const QSignalBlocker quiet(&*m_socket);
         read = m_socket->readDatagram(m_readBuffer.data(), kMaxDatagramSize, &sender, &senderPort);
     }
-    if (read > 0)
+    if (read >= 0)
         deliver(m_readBuffer.left(int(read)), sender, senderPort);
 }
 
@@ -178,7 +178,8 @@ bool OscEmulatorPort::deliver(const QByteArray &datagram, const QHostAddress &se
 {
     if (debugEnabled())
         debugMessage(datagramDiagnostic("Received OSC datagram from", sender, senderPort, datagram.size()));
-    emit dataReceived(datagram);
+    if (!datagram.isEmpty())
+        emit dataReceived(datagram);
     emit datagramReceived(datagram, sender, senderPort);
     return isOpen();
 }

@@ -28,12 +28,14 @@ public:
     quint16 localPort() const { return m_socket->localPort(); }
 
 signals:
+    // Every datagram but an empty one, which the device ignores.
     void dataReceived(QByteArray data);
     void errorOccurred(QString error);
     void targetUnreachable(QString error);
     void portOpened();
     void portClosed();
-    // The same datagram as dataReceived, with its sender, for those that need to know it.
+    // Every datagram, empty ones included, with its sender: for the monitor, which
+    // reports what it cannot decode.
     void datagramReceived(QByteArray data, QHostAddress sender, quint16 senderPort);
 
 private slots:

@@ -41,9 +41,9 @@ struct SendFailure
 bool sendDatagram(QUdpSocket &socket, const QByteArray &data, const QHostAddress &address, quint16 port,
                   SendFailure *failure);
 
-// Reads at most `limit` waiting datagrams without blocking and hands each non-empty one
-// to `sink`, which returns false to stop. Returns how many were read, empty ones included:
-// 0 when none was waiting or a read failed (take the queued errors and try again).
+// Reads at most `limit` waiting datagrams without blocking and hands each one, empty ones
+// included, to `sink`, which returns false to stop. Returns how many were read: 0 when
+// none was waiting or a read failed (take the queued errors and try again).
 using DatagramSink = std::function<bool(const QByteArray &, const QHostAddress &, quint16)>;
 int receiveDatagrams(QUdpSocket &socket, int limit, QByteArray &scratch, const DatagramSink &sink);
 

@@ -196,8 +196,6 @@ int receiveDatagrams(QUdpSocket &socket, int limit, QByteArray &scratch, const D
         return 0;
     for (int i = 0; i < received; ++i) {
         const qsizetype size = messages[i].msg_len;
-        if (size <= 0)
-            continue;
         const QByteArray datagram(static_cast<const char *>(vectors[i].iov_base), size);
         if (!sink(datagram, QHostAddress(reinterpret_cast<const sockaddr *>(&senders[i])), portOf(senders[i])))
             break;

@@ -44,7 +44,7 @@ int receiveDatagrams(QUdpSocket &socket, int limit, QByteArray &scratch, const D
         quint16 senderPort = 0;
         const qint64 got = socket.readDatagram(scratch.data(), size, &sender, &senderPort);
         ++read;
-        if (got > 0 && !sink(scratch.left(int(got)), sender, senderPort))
+        if (got >= 0 && !sink(scratch.left(int(got)), sender, senderPort))
             break;
     }
     return read;

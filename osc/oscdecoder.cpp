@@ -24,7 +24,7 @@ inline bool OscDecoder::packet(qsizetype datagramSize)
         return fail(0, QStringLiteral("packet of %1 bytes is too large").arg(datagramSize));
     const auto size = qint32(datagramSize);
     if (size == 0)
-        return fail(0, QStringLiteral("empty packet"));
+        return fail(0, QStringLiteral("empty datagram"));
     m_out.isBundle = isBundle(0, size);
     return m_out.isBundle ? bundle(0, size, 1) : message(0, size, 0, kOscImmediately);
 }

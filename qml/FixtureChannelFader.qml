@@ -45,19 +45,26 @@ Rectangle {
         sendValue(valueSlider.value)
     }
 
-    // A value heard from the target moves the fader as it would have sent it: 0.0-1.0 for a
-    // float, 0-127 for an int (and on /osc/channel, its third argument). Sends nothing; a
-    // fader held by the hand keeps its place.
+    // The level (0-255) of a value heard from the target. Its own type tag says its scale,
+    // whatever the fader sends: a float is 0.0-1.0 of the range, an int 0-127. NaN for any
+    // other tag.
+    function feedbackLevel(tag, value) {
+        if (tag === "f" || tag === "d")
+            return Number(value) * 255
+        if (tag === "i" || tag === "h")
+            return Number(value) * 255 / 127
+        return NaN
+    }
+
+    // A value heard from the target moves the fader (on /osc/channel, its third argument).
+    // Sends nothing; a fader held by the hand keeps its place.
     function applyFeedback(tags, values) {
         if (valueSlider.pressed)
             return
-        const numeric = oscAddress === "" ? (tags === "iii" ? values[2] : NaN)
-                                          : ("ihfd".indexOf(tags.charAt(0)) >= 0 ? Number(values[0]) : NaN)
-        if (tags === "" || isNaN(numeric))
+        const level = oscAddress === "" ? (tags === "iii" ? feedbackLevel("i", values[2]) : NaN)
+                                        : feedbackLevel(tags.charAt(0), values[0])
+        if (isNaN(level))
             return
-        const asFloat = oscAddress !== "" && (argType === "f" || argType === "d"
-                || (argType !== "i" && argType !== "h" && !(Backend.hasBackend() && backend.sendIntValues)))
-        const level = asFloat ? numeric * 255 : numeric * 255 / 127
         valueSlider.value = Math.min(255, Math.max(0, level / valueScale))
     }
 

@@ -5,10 +5,38 @@ import "Backend.js" as Backend
 import "Palette.js" as Palette
 
 // The log panel: every line of the levelled log, coloured by its level, newest at the bottom.
+// A click selects a line; Ctrl+C or the context menu copies it, or the hex it holds.
 Rectangle {
     id: logPanel
 
+    // The selected line's index in the log, or -1; it stays on its line as the oldest go.
+    property int selectedLine: -1
+    property int lineCount: 0
+
     signal hideRequested()
+
+    // The datagram bytes a line shows after "hex=", or "".
+    function hexOf(line) {
+        const found = /\bhex=([0-9a-f]+)/.exec(line)
+        return found !== null ? found[1] : ""
+    }
+
+    function copySelected(asHex) {
+        if (!Backend.hasBackend() || selectedLine < 0 || selectedLine >= backend.logMessages.length)
+            return
+        const line = backend.logMessages[selectedLine]
+        clipboard.copyText(asHex ? hexOf(line) : line)
+    }
+
+    // The log holds its newest lines: once full, each new line pushes out the oldest.
+    function noteLogChanged() {
+        const count = backend.logMessages.length
+        if (count === 0 || (count === lineCount && selectedLine <= 0))
+            selectedLine = -1
+        else if (count === lineCount)
+            selectedLine -= 1
+        lineCount = count
+    }
 
     component LogButton: Button {
         id: logButton
@@ -78,8 +106,20 @@ Rectangle {
                 objectName: "logListView"
 
                 model: Backend.hasBackend() ? backend.logMessages : []
+                keyNavigationEnabled: false
                 onCountChanged: Qt.callLater(logListView.positionViewAtEnd)
                 onHeightChanged: Qt.callLater(logListView.positionViewAtEnd)
+                Keys.onPressed: function(event) {
+                    if (event.matches(StandardKey.Copy)) {
+                        logPanel.copySelected(false)
+                        event.accepted = true
+                    }
+                }
+
+                Connections {
+                    target: Backend.hasBackend() ? backend : null
+                    function onLogMessagesChanged() { logPanel.noteLogChanged() }
+                }
 
                 delegate: Rectangle {
                     required property int index
@@ -87,7 +127,8 @@ Rectangle {
 
                     width: ListView.view.width
                     height: lineText.height + 4
-                    color: index % 2 === 0 ? Palette.logEvenRow : Palette.logOddRow
+                    color: index === logPanel.selectedLine ? Palette.checkedButton
+                                                           : (index % 2 === 0 ? Palette.logEvenRow : Palette.logOddRow)
 
                     Text {
                         id: lineText
@@ -102,8 +143,45 @@ Rectangle {
                         color: Palette.logColor(modelData)
                         wrapMode: Text.Wrap
                     }
+
+                    MouseArea {
+                        id: lineArea
+                        anchors.fill: parent
+                        acceptedButtons: Qt.LeftButton | Qt.RightButton
+                        onClicked: function(mouse) {
+                            logPanel.selectedLine = index
+                            logListView.forceActiveFocus()
+                            if (mouse.button === Qt.RightButton) {
+                                copyHexItem.visible = logPanel.hexOf(modelData) !== ""
+                                lineMenu.popup(lineArea, mouse.x, mouse.y)
+                            }
+                        }
+                    }
+                }
+
+                Menu {
+                    id: lineMenu
+                    objectName: "logLineMenu"
+
+                    MenuItem {
+                        objectName: "copyLineItem"
+                        text: "Copiar"
+                        onTriggered: logPanel.copySelected(false)
+                    }
+                    // Offered where the line holds a datagram's bytes.
+                    MenuItem {
+                        id: copyHexItem
+                        objectName: "copyLineHexItem"
+                        text: "Copiar hex"
+                        height: visible ? implicitHeight : 0
+                        onTriggered: logPanel.copySelected(true)
+                    }
                 }
             }
         }
+    }
+
+    Clipboard {
+        id: clipboard
     }
 }

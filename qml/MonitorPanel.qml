@@ -11,8 +11,14 @@ Panel {
 
     property alias followFeedback: followCheck.checked
     property alias showSent: sentCheck.checked
-    readonly property var inspected: Backend.hasMonitor() && rowList.currentIndex >= 0
-                                     ? monitor.inspect(rowList.currentIndex) : []
+    readonly property int selectedRow: Backend.hasMonitor() ? monitor.selectedRow : -1
+    readonly property var inspected: selectedRow >= 0 ? monitor.inspect(selectedRow) : []
+
+    // The selected row's text line, or its datagram in hex, to the clipboard.
+    function copySelected(asHex) {
+        if (selectedRow >= 0)
+            clipboard.copyText(asHex ? monitor.hex(selectedRow) : monitor.line(selectedRow))
+    }
 
     objectName: "monitorPanel"
     color: Palette.stripBackground
@@ -151,39 +157,55 @@ Panel {
             // Follows the newest row unless the user has scrolled up.
             property bool following: true
 
+            function followNewest() {
+                if (following)
+                    Qt.callLater(rowList.positionViewAtEnd)
+            }
+
             objectName: "monitorRows"
             clip: true
             model: Backend.hasMonitor() ? monitor.rows : null
+            // The selection is the monitor's (monitor.selectedRow), which keeps it on its row
+            // while the filter changes; the view's own current item is not used.
             currentIndex: -1
+            keyNavigationEnabled: false
             boundsBehavior: Flickable.StopAtBounds
             Layout.fillWidth: true
             Layout.fillHeight: true
             // The list and the inspector share the height three to two.
             Layout.preferredHeight: 3
-            ScrollBar.vertical: ScrollBar {}
+            ScrollBar.vertical: ScrollBar {
+                onPressedChanged: {
+                    if (!pressed)
+                        rowList.following = rowList.atYEnd
+                }
+            }
 
             onMovementEnded: following = atYEnd
-            onCountChanged: {
-                if (following)
-                    Qt.callLater(rowList.positionViewAtEnd)
+            onHeightChanged: followNewest()
+            Keys.onPressed: function(event) {
+                if (event.matches(StandardKey.Copy)) {
+                    monitorPanel.copySelected(false)
+                    event.accepted = true
+                }
+            }
+
+            // At its bound the list gains rows and loses as many: its count stays.
+            Connections {
+                target: rowList.model
+                function onRowsInserted() { rowList.followNewest() }
             }
 
             delegate: Rectangle {
                 required property int index
-                required property string time
-                required property string delta
                 required property bool sent
-                required property string peer
-                required property string address
-                required property string tags
-                required property string values
-                required property string bundle
                 required property string error
+                required property string line
 
                 width: ListView.view.width
                 height: rowText.height + 4
-                color: ListView.isCurrentItem ? Palette.checkedButton
-                                              : (index % 2 === 0 ? Palette.logEvenRow : Palette.logOddRow)
+                color: index === monitorPanel.selectedRow ? Palette.checkedButton
+                                                          : (index % 2 === 0 ? Palette.logEvenRow : Palette.logOddRow)
 
                 Text {
                     id: rowText
@@ -192,11 +214,7 @@ Panel {
                     anchors.leftMargin: 5
                     anchors.rightMargin: 5
                     anchors.verticalCenter: parent.verticalCenter
-                    text: time + " " + (sent ? "TX " : "RX ") + peer + " "
-                          + (error !== "" ? error
-                                          : address + " " + tags + (values !== "" ? " " + values : "")
-                                            + (bundle !== "" ? "  [bundle " + bundle + "]" : ""))
-                          + (delta !== "" ? "  " + delta : "")
+                    text: line
                     font.pixelSize: 10
                     font.family: "Consolas, monospace"
                     color: error !== "" ? Palette.stopped : (sent ? Palette.accent : Palette.text)
@@ -204,8 +222,31 @@ Panel {
                 }
 
                 MouseArea {
+                    id: rowArea
                     anchors.fill: parent
-                    onClicked: rowList.currentIndex = index
+                    acceptedButtons: Qt.LeftButton | Qt.RightButton
+                    onClicked: function(mouse) {
+                        monitor.selectedRow = index
+                        rowList.forceActiveFocus()
+                        if (mouse.button === Qt.RightButton)
+                            rowMenu.popup(rowArea, mouse.x, mouse.y)
+                    }
+                }
+            }
+
+            Menu {
+                id: rowMenu
+                objectName: "monitorRowMenu"
+
+                MenuItem {
+                    objectName: "copyRowItem"
+                    text: "Copiar"
+                    onTriggered: monitorPanel.copySelected(false)
+                }
+                MenuItem {
+                    objectName: "copyRowHexItem"
+                    text: "Copiar hex"
+                    onTriggered: monitorPanel.copySelected(true)
                 }
             }
         }
@@ -232,5 +273,9 @@ Panel {
                 elide: Text.ElideRight
             }
         }
+    }
+
+    Clipboard {
+        id: clipboard
     }
 }

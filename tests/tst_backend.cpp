@@ -1,3 +1,4 @@
+#include "monitorrows.h"
 #include "oscmessage.h"
 #include "testsupport.h"
 
@@ -11,8 +12,8 @@
 using namespace TestSupport;
 
 // The backend through its public interface: setters, the log's debug output and files,
-// the log line of each send with the datagram's bytes in it, and the refusals of a target
-// where nobody listens.
+// the log line of each send with the datagram's bytes in it, the refusals of a target
+// where nobody listens, and the monitor's bounded list.
 class TestBackend : public QObject
 {
     Q_OBJECT
@@ -27,6 +28,8 @@ private slots:
     void unreachableTarget();
     void lifecycle_data();
     void lifecycle();
+    void monitorListBound_data();
+    void monitorListBound();
 };
 
 void TestBackend::setters_data()
@@ -102,7 +105,8 @@ void TestBackend::sameSecondRunsKeepTheirFiles()
 
 void TestBackend::sendOperations_data()
 {
-    QTest::addColumn<QString>("settings");  // "bundle", "listen", "taken" (9000, Start fails), "host=..."
+    // "bundle", "listen", "taken" (9000, Start fails), "host=...", "self" (listening, to its own device)
+    QTest::addColumn<QString>("settings");
     QTest::addColumn<QVariantList>("arguments");  // as TestSupport::call takes them
     QTest::addColumn<QString>("lines");      // separated by '|'; {port}: the target's port
 
@@ -114,6 +118,13 @@ void TestBackend::sendOperations_data()
     const QString channel = "2f6f73632f6368616e6e656c000000002c69696900000000";
     row("channel 255", "", {0, 1, 255}, tx + "/osc/channel ,iii 0 1 127, size=36" + dst + channel + "00000000000000010000007f");
     row("channel -5", "", {0, 1, -5}, tx + "/osc/channel ,iii 0 1 0, size=36" + dst + channel + "000000000000000100000000");
+    // The device stores universe 0 only; "device channel N" is what it holds after the datagram.
+    row("to its own device", "self", {0, 7, 255},
+        tx + "/osc/channel ,iii 0 7 127, size=36 bytes, dst=127.0.0.1:9000, hex=" + channel
+                + "00000000000000070000007f|device channel 7: 127");
+    row("to its own device, universe 1", "self", {1, 7, 255},
+        tx + "/osc/channel ,iii 1 7 127, size=36 bytes, dst=127.0.0.1:9000, hex=" + channel
+                + "00000001000000070000007f|device channel 7: 0");
     row("channel 512, universe 70000", "", {70000, 512, 2},
         tx + "/osc/channel ,iii 70000 512 1, size=36" + dst + channel + "000111700000020000000001");
     row("channel 0", "", {0, 0, 100}, "[WARNING] Cannot send OSC: invalid channel 0 (must be 1-512).");
@@ -167,14 +178,24 @@ void TestBackend::sendOperations()
         backend.startEmulation();
         QVERIFY(!backend.isRunning());
     }
-    if (settings.contains("listen"))
+    if (settings.contains("listen") || settings == "self")
         backend.startEmulation();
+    if (settings == "self")
+        backend.setOscTargetPort(9000);
     if (settings.contains("host="))
         backend.setOscTargetHost(settings.section("host=", 1));
     backend.setSendAsBundle(settings == "bundle");
     const int mark = backend.logMessages().size();
     TestSupport::call(backend, arguments);
-    QCOMPARE(logLines(backend, mark), lines.replace("{port}", QString::number(sink.localPort())).split('|'));
+    QStringList actual = logLines(backend, mark);
+    if (settings == "self") {
+        // A marker sent after it: once the device holds the marker, it has heard the send.
+        QUdpSocket().writeDatagram(Osc::buildOscChannelMessage(0, 512, 1), QHostAddress::LocalHost, 9000);
+        QTRY_COMPARE_WITH_TIMEOUT(backend.getChannelValue(512), 1, 5000);
+        const int channel = arguments.at(1).toInt();
+        actual << QStringLiteral("device channel %1: %2").arg(channel).arg(backend.getChannelValue(channel));
+    }
+    QCOMPARE(actual, lines.replace("{port}", QString::number(sink.localPort())).split('|'));
 }
 
 void TestBackend::unreachableTarget_data()
@@ -265,6 +286,50 @@ void TestBackend::lifecycle()
     }
     QCOMPARE(logLines(backend, mark), lines.split('|'));
     QCOMPARE(backend.isRunning(), running);
+}
+
+void TestBackend::monitorListBound_data()
+{
+    QTest::addColumn<int>("ticks");
+    QTest::addColumn<int>("perTick"); // datagrams heard between two ticks
+    QTest::addColumn<int>("size");    // bytes of each datagram
+    QTest::addColumn<bool>("paused"); // shown only at the last tick
+    QTest::addColumn<int>("kept");
+    QTest::newRow("rows") << 30 << 1000 << 12 << false << MonitorRows::kMaxRows;
+    QTest::newRow("rows, paused") << 30 << 1000 << 12 << true << MonitorRows::kMaxRows;
+    QTest::newRow("bytes") << 40 << 20 << 60000 << false << int(MonitorRows::kMaxBytes / 60000);
+}
+
+// A steady stream over many ticks: the list never holds more than its bound, keeps the
+// newest rows, and counts every row it let go.
+void TestBackend::monitorListBound()
+{
+    QFETCH(int, ticks);
+    QFETCH(int, perTick);
+    QFETCH(int, size);
+    QFETCH(bool, paused);
+    QFETCH(int, kept);
+    // "/a ,b" and a blob filling the size.
+    QByteArray datagram = QByteArray::fromHex("2f6100002c620000");
+    datagram += QByteArray::fromHex(QByteArray::number(size - 12, 16).rightJustified(8, '0')) + QByteArray(size - 12, 'x');
+    Osc::OscPacket packet;
+    Osc::OscDecodeError error;
+    QVERIFY(Osc::decodeOscPacket(datagram, &packet, &error));
+    MonitorRows rows;
+    int heard = 0;
+    for (int tick = 1; tick <= ticks; ++tick) {
+        for (int i = 0; i < perTick; ++i)
+            rows.add(heard++, false, "127.0.0.1:1", datagram, packet, nullptr);
+        if (!paused || tick == ticks)
+            rows.flush();
+        QVERIFY2(rows.rowCount() <= kept, qPrintable(QString::number(rows.rowCount())));
+    }
+    QCOMPARE(rows.rowCount(), kept);
+    QCOMPARE(rows.dropped(), heard - kept);
+    // Each row's time is the number of the datagram.
+    const auto time = [&rows](int row) { return rows.data(rows.index(row), MonitorRows::TimeRole).toString(); };
+    const auto heardAt = [](int n) { return QDateTime::fromMSecsSinceEpoch(n).toString("hh:mm:ss.zzz"); };
+    QCOMPARE(QStringList({time(0), time(kept - 1)}), QStringList({heardAt(heard - kept), heardAt(heard - 1)}));
 }
 
 QTEST_GUILESS_MAIN(TestBackend)

@@ -1,9 +1,7 @@
 #include "testsupport.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTest>
 #include <QUdpSocket>
@@ -41,6 +39,7 @@ void TestMonitorCommandLine::everyTypeOscsendKnows()
         {{"/i", "i", "-5"}, R"({"address":"/i","tags":"i","values":[-5]})"},
         {{"/h", "hh", "42", "9007199254740993"}, R"({"address":"/h","tags":"hh","values":[42,"9007199254740993"]})"},
         {{"/f", "fd", "0.1", "-2.5"}, R"({"address":"/f","tags":"fd","values":[0.1,-2.5]})"},
+        {{"/z", "fd", "-0.0", "-0.0"}, R"({"address":"/z","tags":"fd","values":[-0.0,-0.0]})"},
         {{"/s", "sS", "h\"\xc3\xa9", "sym"}, "{\"address\":\"/s\",\"tags\":\"sS\",\"values\":[\"h\\\"\xc3\xa9\",\"sym\"]}"},
         {{"/c", "cm", "A", "00903c7f"}, R"({"address":"/c","tags":"cm","values":["'A'","midi 00903c7f"]})"},
         {{"/tfni", "TFNI"}, R"({"address":"/tfni","tags":"TFNI","values":[true,false,null,"infinitum"]})"},
@@ -50,9 +49,9 @@ void TestMonitorCommandLine::everyTypeOscsendKnows()
     startMonitor(monitor, port, {"--count", QString::number(sent.size() + 2), "--json"});
     for (const auto &[arguments, expected] : sent)
         QCOMPARE(QProcess::execute("oscsend", QStringList{"127.0.0.1", QString::number(port)} + arguments), 0);
-    // A datagram that does not decode (counted as none), then a bundle of two messages.
+    // Datagrams that do not decode (counted as none), then a bundle of two messages.
     QCOMPARE(QProcess::execute("python3", {qEnvironmentVariable("OSC_TEST_SCRIPTS_DIR") + "/send_datagrams.py",
-                                           QString::number(port), "2f780000" "2c7a0000",
+                                           QString::number(port), "2f780000" "2c7a0000", "-",
                                            "2362756e646c650000000000000000010000000c2f610000"
                                            "2c69000000000007" "000000082f620000" "2c540000"}),
              0);
@@ -64,18 +63,18 @@ void TestMonitorCommandLine::everyTypeOscsendKnows()
         expected << row.second;
     expected << R"({"address":"/a","bundle":"immediately","tags":"i","values":[7]})"
              << R"({"address":"/b","bundle":"immediately","tags":"T","values":[true]})";
+    // Compared as printed, "from" and "time" taken out: a JSON reader would lose the sign of -0.0.
+    static const QRegularExpression fromAndTime(R"(,"from":"127\.0\.0\.1:\d+"|,"time":"\d\d:\d\d:\d\d\.\d{3}")");
     QList<QByteArray> printed;
     for (const QByteArray &line : monitor.readAllStandardOutput().split('\n')) {
-        if (line.isEmpty())
-            continue;
-        QJsonObject object = QJsonDocument::fromJson(line).object();
-        QVERIFY2(object.take("from").toString().startsWith("127.0.0.1:"), line);
-        QVERIFY2(!object.take("time").toString().isEmpty(), line);
-        printed << QJsonDocument(object).toJson(QJsonDocument::Compact);
+        if (!line.isEmpty())
+            printed << QString::fromUtf8(line).remove(fromAndTime).toUtf8();
     }
     QCOMPARE(printed, expected);
     monitor.setReadChannel(QProcess::StandardError);
-    QCOMPARE(monitor.readAll().count("undecodable datagram of 8 bytes: unknown type tag 'z'"), 1);
+    const QByteArray errors = monitor.readAll();
+    QCOMPARE(errors.count("undecodable datagram of 8 bytes: unknown type tag 'z' (at byte 5)\n"), 1);
+    QCOMPARE(errors.count("undecodable datagram of 0 bytes: empty datagram (at byte 0)\n"), 1);
 }
 
 void TestMonitorCommandLine::exitCodes_data()

@@ -103,6 +103,8 @@ void TestOsc::parseData_data()
     row("universe -1", CHANNEL_III "ffffffff 00000005 000000c8", "error Invalid OSC universe -1 (must be >= 0)");
     row("two int32 for ,iii", CHANNEL_III "00000000 00000001",
         "error OSC parse error (/osc/channel args): not enough data for int32");
+    row("last int32 of 3 bytes", CHANNEL_III "00000000 00000001 0000c8",
+        "error OSC parse error (/osc/channel args): not enough data for int32");
     row("tags ,iif", "2f6f7363 2f636861 6e6e656c 00000000 2c696966 00000000 00000000 00000001 3f800000",
         "error Unsupported OSC type tags for /osc/channel: ',iif' (expected ',iii')");
     row("address longer", "2f6f7363 2f636861 6e6e656c 32000000 2c696969 00000000 00000000 00000001 00000001",

@@ -107,7 +107,7 @@ void TestOscDecoder::reject_data()
     const auto row = [](const char *name, const QByteArray &packet, const char *reason, int offset, int kept) {
         QTest::newRow(name) << packet << QString(reason) << offset << kept;
     };
-    row("empty", "", "empty packet", 0, 0);
+    row("empty", "", "empty datagram", 0, 0);
     row("unterminated address", bytes("2f616263"), "unterminated address", 0, 0);
     row("13 bytes", bytes("2f6f7363 2f636861 6e6e656c 00"),
         "padding after the address needs 4 bytes, 1 byte left", 12, 1);
@@ -202,6 +202,7 @@ void TestOscDecoder::pattern_data()
     QTest::newRow("stars miss") << "/*a*a*a*b" << "/aaaaaaaa" << false;
     QTest::newRow("question") << "/a?" << "/ab" << true;
     QTest::newRow("question not /") << "/a?b" << "/a/b" << false;
+    QTest::newRow("question needs a character") << "/a?" << "/a" << false;
     QTest::newRow("range") << "/[a-c]x" << "/bx" << true;
     QTest::newRow("outside range") << "/[a-c]x" << "/dx" << false;
     QTest::newRow("negated") << "/[!a-c]" << "/d" << true;

@@ -73,7 +73,7 @@ TestCase {
         tryVerify(() => !scenarios.playing, 5000)
         wait(300)
         const rows = child("monitorRows")
-        rows.currentIndex = rows.count - 2
+        monitor.selectedRow = rows.count - 2
         wait(300)
         save("window.png")
 

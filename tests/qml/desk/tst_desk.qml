@@ -38,11 +38,21 @@ TestCase {
             { tag: "unknown, repeats", argType: "x", address: "/a", values: [127.5, 128.2, 200.4, 128],
               expected: 'sendOscToAddress("/a",128) sendOscToAddress("/a",200) sendOscToAddress("/a",128)' },
             { tag: "no address", argType: "i", address: "", values: [128], expected: "sendOscChannel(2,7,128)" },
+            // Feedback: the message's own type says its scale, whatever the fader sends; nothing goes out.
+            { tag: "feedback f to h", argType: "h", address: "/a", feedback: ["f", [0.5]], level: 127.5 },
+            { tag: "feedback d to i", argType: "i", address: "/a", feedback: ["d", [0.2]], level: 0.2 * 255 },
+            { tag: "feedback i to f", argType: "f", address: "/a", feedback: ["i", [64]], level: 64 * 255 / 127 },
+            { tag: "feedback h to no type", argType: "", address: "/a", feedback: ["h", [127]], level: 255 },
         ]
     }
 
     function test_fader(data) {
         const fader = create(faderComponent, { universe: 2, channel: 7, oscAddress: data.address, argType: data.argType })
+        if (data.feedback) {
+            fader.applyFeedback(data.feedback[0], data.feedback[1])
+            compare([findChild(fader, "valueSlider").value, sent().length], [data.level, 0])
+            return
+        }
         data.values.forEach(value => fader.sendValue(value))
         compare(sent().join(" "), data.expected)
     }

@@ -49,6 +49,12 @@ TestCase {
         return messages
     }
 
+    function clipboardText() {
+        clipboardReader.clear()
+        clipboardReader.paste()
+        return clipboardReader.text
+    }
+
     function lastLogLine() {
         return backend.logMessages[backend.logMessages.length - 1].substring(11)
     }
@@ -177,12 +183,109 @@ TestCase {
         mouseRelease(volume, volume.width / 2, volume.height / 4)
 
         const rows = child("monitorRows")
-        rows.currentIndex = 0
+        monitor.selectedRow = 0
         compare(child("inspector").count, 5)
         compare(child("inspector").itemAtIndex(0).text.trim(), "0  2f 64 65 63 6b 31 2f 76 6f 6c 75 6d 65   address /deck1/volume")
         mouseClick(child("monitorStopButton"))
         verify(!monitor.running)
         testTools.stopOscDump()
+    }
+
+    // The monitor's selection stays on its row while a filter is typed and cleared; the list
+    // follows the newest row through a resize, until scrolled up; a row, its bytes and a log
+    // line are copied by Ctrl+C and by their context menus.
+    function test_monitorSelectionAndCopy() {
+        openWindow({ width: 1400, height: 900 })
+        mouseClick(child("monitorToggle"))
+        waitForRendering(mainWindow.contentItem)
+        // The desk's sends come back as the target's answers.
+        backend.oscTargetHost = "127.0.0.1"
+        backend.oscTargetPort = monitor.port
+        backend.sendAsBundle = false
+        monitor.clear()
+        mouseClick(child("monitorStartButton"))
+        verify(monitor.running)
+        const rows = child("monitorRows")
+        const send = count => {
+            const before = rows.count
+            for (let i = before; i < before + count; ++i)
+                backend.sendOscTyped("/a/" + i % 3, "i", [i])
+            tryCompare(rows, "count", before + count)
+        }
+        send(60)
+        const newestInView = () => {
+            const item = rows.itemAtIndex(rows.count - 1)
+            return item !== null && item.y >= rows.contentY && item.y + item.height <= rows.contentY + rows.height + 1
+        }
+        tryVerify(newestInView)
+        const row58 = rows.itemAtIndex(58)
+        mouseClick(row58, 10, row58.height / 2)
+        compare(monitor.selectedRow, 58)
+        const inspected = () => child("inspector").count > 0 ? child("inspector").itemAtIndex(4).text.trim() : ""
+        compare(inspected(), "12  00 00 00 3a   int32 58")
+
+        // "/a/1" matches rows 1, 4, ..., 58: the selected row is the 20th; before, it is hidden.
+        mouseClick(child("monitorFilterField"))
+        for (const [letter, selected] of [["/", -1], ["a", -1], ["/", -1], ["1", 19]]) {
+            keyClick(letter)
+            compare([monitor.selectedRow, child("inspector").count > 0], [selected, selected >= 0], letter)
+        }
+        compare(inspected(), "12  00 00 00 3a   int32 58")
+        keySequence(StandardKey.SelectAll)
+        keyClick(Qt.Key_Backspace)
+        compare([monitor.selectedRow, inspected()], [58, "12  00 00 00 3a   int32 58"])
+
+        mouseClick(rows.itemAtIndex(58), 10, 5)
+        keySequence(StandardKey.Copy)
+        compare(clipboardText(), monitor.line(58))
+        verify(/^\d\d:\d\d:\d\d\.\d{3} RX 127\.0\.0\.1:\d+ \/a\/1 ,i 58  \+\d+ ms$/.test(clipboardText()), clipboardText())
+        mouseClick(rows.itemAtIndex(57), 10, 5, Qt.RightButton)
+        compare(monitor.selectedRow, 57)
+        const rowMenu = findChild(mainWindow, "monitorRowMenu")
+        tryCompare(rowMenu, "opened", true)
+        mouseClick(findChild(rowMenu.contentItem, "copyRowHexItem"))
+        tryCompare(rowMenu, "visible", false)
+        compare(clipboardText(), "2f612f30000000002c69000000000039")
+
+        // Resized by the scenario panel, the list still follows; scrolled up, it stays.
+        for (const shown of [true, false]) {
+            mouseClick(child("scenarioToggle"))
+            waitForRendering(mainWindow.contentItem)
+            tryVerify(newestInView, 1000, "resized: the newest row is not in view")
+            send(30)
+            tryVerify(newestInView, 1000, "the newest row is not in view")
+        }
+        mouseDrag(rows, rows.width / 2, 10, 0, rows.height / 2)
+        tryCompare(rows, "following", false)
+        tryVerify(() => !rows.moving)
+        const top = rows.contentY
+        send(10)
+        wait(100)
+        compare([rows.contentY, rows.atYEnd], [top, false])
+
+        // The log: the selected line by Ctrl+C; its hex from the menu, offered where it has hex.
+        const log = child("logListView")
+        const menu = findChild(mainWindow, "logLineMenu")
+        const copyHex = findChild(menu.contentItem, "copyLineHexItem")
+        const withHex = backend.logMessages.map(line => line.indexOf(" hex=") >= 0)
+        for (const index of [withHex.indexOf(true), withHex.indexOf(false)]) {
+            log.positionViewAtIndex(index, ListView.Center)
+            waitForRendering(log)
+            const line = log.itemAtIndex(index)
+            mouseClick(line, 10, 5)
+            keySequence(StandardKey.Copy)
+            compare(clipboardText(), backend.logMessages[index])
+            mouseClick(line, 10, 5, Qt.RightButton)
+            tryCompare(menu, "opened", true)
+            compare(copyHex.visible, withHex[index])
+            if (withHex[index]) {
+                mouseClick(copyHex)
+                compare(clipboardText(), / hex=(\w+)/.exec(backend.logMessages[index])[1])
+            }
+            menu.close()
+            tryCompare(menu, "visible", false)
+        }
+        mouseClick(child("monitorStopButton"))
     }
 
     // The visible item named `name` under `item`, searched through the window's overlay too:
@@ -396,4 +499,9 @@ TestCase {
 
     name: "MainWindow"
     when: windowShown
+
+    TextEdit {
+        id: clipboardReader
+        visible: false
+    }
 }
