@@ -18,9 +18,9 @@ int runOscEmulator(int argc, char *argv[], const QUrl &mainUrl)
 
     auto *backend = new OscEmulatorBackend(&app);
     engine.rootContext()->setContextProperty(QStringLiteral("backend"), backend);
-    auto *monitor = new OscMonitor(backend, &app);
+    auto *monitor = new OscMonitor(backend->eventLog(), backend->sender(), &app);
     engine.rootContext()->setContextProperty(QStringLiteral("monitor"), monitor);
-    engine.rootContext()->setContextProperty(QStringLiteral("scenarios"), new OscScenarios(backend, monitor, &app));
+    engine.rootContext()->setContextProperty(QStringLiteral("scenarios"), new OscScenarios(backend->eventLog(), backend->sender(), backend->device(), monitor, &app));
 
     QObject::connect(
             &engine, &QQmlApplicationEngine::objectCreated, &app,

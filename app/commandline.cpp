@@ -1,5 +1,6 @@
 #include "commandline.h"
 
+#include "defaults.h"
 #include "headlessmonitor.h"
 #include "headlessrun.h"
 #include "interruption.h"
@@ -197,11 +198,12 @@ std::optional<int> runCommandLine(int argc, char *argv[])
                                           QStringLiteral("host:port"));
     const QCommandLineOption devicePortOption(QStringLiteral("device-port"),
                                               QStringLiteral("With --run: the emulated device's UDP port, 1 to 65535 "
-                                                             "(default 9000)."),
-                                              QStringLiteral("port"), QStringLiteral("9000"));
+                                                             "(default %1).").arg(Defaults::kDevicePorts[0]),
+                                              QStringLiteral("port"), QString::number(Defaults::kDevicePorts[0]));
     const QCommandLineOption monitorPortOption(QStringLiteral("monitor-port"),
-                                               QStringLiteral("With --run: the monitor's port (default 9002)."),
-                                               QStringLiteral("port"), QStringLiteral("9002"));
+                                               QStringLiteral("With --run: the monitor's port (default %1).")
+                                                       .arg(Defaults::kMonitorPort),
+                                               QStringLiteral("port"), QString::number(Defaults::kMonitorPort));
     const QCommandLineOption junitOption(QStringLiteral("junit"),
                                          QStringLiteral("With --run: write the results as JUnit XML to <file>."),
                                          QStringLiteral("file"));
@@ -229,8 +231,10 @@ std::optional<int> runCommandLine(int argc, char *argv[])
         if (parser.isSet(targetOption)) {
             options.target = hostAndPort(parser.value(targetOption));
             if (!options.target)
-                return usageError(QStringLiteral("--target needs a numeric address and a port, as 127.0.0.1:8000, "
-                                                 "not '%1'.").arg(parser.value(targetOption)));
+                return usageError(QStringLiteral("--target needs a numeric address and a port, as %1:%2, not '%3'.")
+                                          .arg(QLatin1String(Defaults::kTargetHost))
+                                          .arg(Defaults::kTargetPort)
+                                          .arg(parser.value(targetOption)));
         }
         const std::optional<int> devicePort = numberIn(parser.value(devicePortOption), 1, 65535);
         if (!devicePort)

@@ -1,7 +1,5 @@
 #include "headlessmonitor.h"
 
-#include "endpoint.h"
-#include "oscemulatorport.h"
 #include "oscformat.h"
 
 #include <QDateTime>
@@ -69,52 +67,54 @@ QByteArray jsonValues(const Osc::OscPacket &packet, const Osc::OscDecodedMessage
 
 HeadlessMonitor::HeadlessMonitor(int count, bool json, QObject *parent)
     : QObject(parent)
-    , m_socket(new OscEmulatorPort(this))
+    , m_log(QString())
+    , m_monitor(&m_log, nullptr)
     , m_out(stdout)
     , m_err(stderr)
     , m_left(count)
     , m_json(json)
 {
-    connect(m_socket, &OscEmulatorPort::datagramReceived, this, &HeadlessMonitor::handleDatagram);
-    connect(m_socket, &OscEmulatorPort::errorOccurred, this, [this](const QString &error) { m_bindError = error; });
+    m_monitor.setFollowFeedback(false);
+    connect(&m_monitor, &OscMonitor::datagramHeard, this, &HeadlessMonitor::print);
 }
 
 bool HeadlessMonitor::listen(quint16 port, QString *error)
 {
-    if (m_socket->open(port))
+    m_monitor.setPort(port);
+    m_monitor.start();
+    if (m_monitor.running())
         return true;
-    *error = m_bindError;
+    *error = m_monitor.bindError();
     return false;
 }
 
-void HeadlessMonitor::handleDatagram(const QByteArray &datagram, const QHostAddress &sender, quint16 senderPort)
+void HeadlessMonitor::print(const HeardDatagram &heard)
 {
     if (m_left < 0)
         return; // done already; the loop has not ended yet
-    Osc::OscDecodeError error;
-    const bool decoded = Osc::decodeOscPacket(datagram, &m_packet, &error);
-    const QString from = endpointText(sender, senderPort);
-    const QString time = QDateTime::currentDateTime().toString(QStringLiteral("hh:mm:ss.zzz"));
-    if (!decoded) {
+    const QString &from = heard.from;
+    const QString time = QDateTime::fromMSecsSinceEpoch(heard.msecsSinceEpoch).toString(QStringLiteral("hh:mm:ss.zzz"));
+    if (heard.error) {
         // Nothing of it is printed or counted, not even the messages before the fault.
-        m_err << time << ' ' << from << " undecodable datagram of " << datagram.size() << " bytes: " << error.reason
-              << " (at byte " << error.offset << ")\n";
+        m_err << time << ' ' << from << " undecodable datagram of " << heard.bytes.size()
+              << " bytes: " << heard.error->reason << " (at byte " << heard.error->offset << ")\n";
         m_err.flush();
         return;
     }
-    for (const Osc::OscDecodedMessage &message : m_packet.messages) {
+    const Osc::OscPacket &packet = *heard.packet;
+    for (const Osc::OscDecodedMessage &message : packet.messages) {
         if (m_json) {
             QJsonObject object{{QStringLiteral("time"), time},
                                {QStringLiteral("from"), from},
-                               {QStringLiteral("address"), m_packet.address(message)},
-                               {QStringLiteral("tags"), QString(m_packet.typeTags(message))}};
+                               {QStringLiteral("address"), packet.address(message)},
+                               {QStringLiteral("tags"), QString(packet.typeTags(message))}};
             if (message.inBundle)
                 object.insert(QStringLiteral("bundle"), Osc::formatOscTimeTag(message.bundleTimeTag));
             // The keys are written in sorted order, and "values" sorts last.
             m_out << QJsonDocument(object).toJson(QJsonDocument::Compact).chopped(1) << ",\"values\":"
-                  << jsonValues(m_packet, message) << "}\n";
+                  << jsonValues(packet, message) << "}\n";
         } else {
-            m_out << time << ' ' << from << ' ' << Osc::formatOscMessage(m_packet, message);
+            m_out << time << ' ' << from << ' ' << Osc::formatOscMessage(packet, message);
             if (message.inBundle)
                 m_out << " [bundle " << Osc::formatOscTimeTag(message.bundleTimeTag) << ']';
             m_out << '\n';

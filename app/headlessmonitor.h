@@ -1,16 +1,15 @@
 #pragma once
 
-#include "oscdecoder.h"
+#include "eventlog.h"
+#include "oscmonitor.h"
 
-#include <QHostAddress>
 #include <QObject>
 #include <QTextStream>
 
-class OscEmulatorPort;
-
-// The monitor without a window: binds a UDP port and prints each OSC message heard, one
-// line each on standard output (readable, or one JSON object per line), and each datagram
-// that does not decode on standard error. Done after `count` messages (0: never).
+// The monitor without a window: the window's monitor on a UDP port, printing each OSC
+// message it hears, one line each on standard output (readable, or one JSON object per
+// line), and each datagram that does not decode on standard error. Done after `count`
+// messages (0: never).
 class HeadlessMonitor : public QObject
 {
     Q_OBJECT
@@ -24,13 +23,12 @@ signals:
     void done();
 
 private:
-    void handleDatagram(const QByteArray &datagram, const QHostAddress &sender, quint16 senderPort);
+    void print(const HeardDatagram &heard);
 
-    OscEmulatorPort *m_socket;
-    Osc::OscPacket m_packet;
+    EventLog m_log;
+    OscMonitor m_monitor;
     QTextStream m_out;
     QTextStream m_err;
     int m_left;
     bool m_json;
-    QString m_bindError;
 };

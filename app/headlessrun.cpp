@@ -59,7 +59,7 @@ int runScenarios(const HeadlessRunOptions &options)
             return kCannotRun;
         }
     }
-    OscMonitor listener(&backend);
+    OscMonitor listener(backend.eventLog(), backend.sender());
     if (needed.monitor) {
         listener.setPort(options.monitorPort);
         listener.start();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "defaults.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -12,8 +14,8 @@ struct HeadlessRunOptions
 {
     QStringList files;
     std::optional<std::pair<QString, int>> target;
-    int devicePort = 9000;
-    int monitorPort = 9002;
+    int devicePort = Defaults::kDevicePorts[0];
+    int monitorPort = Defaults::kMonitorPort;
     QString junitFile;
     QString debugLogFile; // none when empty
 };

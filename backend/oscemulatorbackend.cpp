@@ -94,11 +94,6 @@ bool OscEmulatorBackend::sendTypedMessage(const QString &oscAddress, const QStri
     return m_sender->sendTyped(oscAddress, typeTags, values, asBundle, error);
 }
 
-void OscEmulatorBackend::addSendObserver(SendObserver observer)
-{
-    connect(m_sender, &OscSender::datagramSent, this, std::move(observer));
-}
-
 void OscEmulatorBackend::sendOscChannel(int universe, int channel, int value)
 {
     m_sender->sendChannel(universe, channel, value);

@@ -7,7 +7,6 @@
 #include <QStringList>
 #include <QVariantList>
 
-#include <functional>
 #include <optional>
 
 class EmulatedDevice;
@@ -90,10 +89,6 @@ public:
     // the reason in *error.
     bool sendTypedMessage(const QString &oscAddress, const QString &typeTags, const QVariantList &values,
                           bool asBundle, QString *error = nullptr);
-
-    // Called with every datagram that left for the target, in order.
-    using SendObserver = std::function<void(const QByteArray &datagram, const QHostAddress &target, quint16 port)>;
-    void addSendObserver(SendObserver observer);
 
     Q_INVOKABLE void refreshPorts();
     Q_INVOKABLE void startEmulation();

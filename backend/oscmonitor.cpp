@@ -1,21 +1,18 @@
 #include "oscmonitor.h"
 
+#include "defaults.h"
 #include "endpoint.h"
-#include "oscemulatorbackend.h"
+#include "eventlog.h"
 #include "oscemulatorport.h"
+#include "oscsender.h"
 
 #include <QDateTime>
 
-namespace {
-// As the emulated device's refresh: the list and the desk follow at this pace.
-constexpr int kTickMs = 50;
-
-} // namespace
-
-OscMonitor::OscMonitor(OscEmulatorBackend *backend, QObject *parent)
+OscMonitor::OscMonitor(EventLog *log, OscSender *sender, QObject *parent)
     : QObject(parent)
-    , m_backend(backend)
+    , m_log(log)
     , m_socket(new OscEmulatorPort(this))
+    , m_port(Defaults::kMonitorPort)
 {
     m_filtered.setSourceModel(&m_rows);
     // Whatever moves rows in the filtered list may move the selection's row number.
@@ -23,13 +20,13 @@ OscMonitor::OscMonitor(OscEmulatorBackend *backend, QObject *parent)
     connect(&m_filtered, &QAbstractItemModel::rowsRemoved, this, &OscMonitor::noteSelection);
     connect(&m_filtered, &QAbstractItemModel::modelReset, this, &OscMonitor::noteSelection);
     connect(&m_filtered, &QAbstractItemModel::layoutChanged, this, &OscMonitor::noteSelection);
-    m_tick.setInterval(kTickMs);
+    // As the emulated device's refresh: the list and the desk follow at this pace.
+    m_tick.setInterval(Defaults::kTickMs);
     connect(&m_tick, &QTimer::timeout, this, &OscMonitor::onTick);
     connect(m_socket, &OscEmulatorPort::datagramReceived, this, &OscMonitor::handleDatagram);
     connect(m_socket, &OscEmulatorPort::errorOccurred, this, &OscMonitor::handlePortError);
-    backend->addSendObserver([this](const QByteArray &datagram, const QHostAddress &target, quint16 port) {
-        handleSent(datagram, target, port);
-    });
+    if (sender)
+        connect(sender, &OscSender::datagramSent, this, &OscMonitor::handleSent);
 }
 
 OscMonitor::~OscMonitor()
@@ -90,28 +87,28 @@ void OscMonitor::setFilter(const QString &pattern)
 void OscMonitor::start()
 {
     if (running()) {
-        m_backend->addLogMessage(QStringLiteral("OSC monitor is already running."), QtWarningMsg);
+        m_log->add(QStringLiteral("OSC monitor is already running."), QtWarningMsg);
         return;
     }
     if (!m_socket->open(quint16(m_port))) {
-        m_backend->addLogMessage(
+        m_log->add(
                 QStringLiteral("Failed to bind OSC monitor port %1: %2").arg(m_port).arg(m_bindError), QtCriticalMsg);
         return;
     }
     m_tick.start();
-    m_backend->addLogMessage(QStringLiteral("OSC monitor started on UDP port %1.").arg(m_port), QtInfoMsg);
+    m_log->add(QStringLiteral("OSC monitor started on UDP port %1.").arg(m_port), QtInfoMsg);
     emit runningChanged();
 }
 
 void OscMonitor::stop()
 {
     if (!running()) {
-        m_backend->addLogMessage(QStringLiteral("OSC monitor is not running."), QtWarningMsg);
+        m_log->add(QStringLiteral("OSC monitor is not running."), QtWarningMsg);
         return;
     }
     m_socket->close();
     onTick();
-    m_backend->addLogMessage(QStringLiteral("OSC monitor stopped."), QtInfoMsg);
+    m_log->add(QStringLiteral("OSC monitor stopped."), QtInfoMsg);
     emit runningChanged();
 }
 
@@ -168,19 +165,14 @@ void OscMonitor::handleDatagram(const QByteArray &datagram, const QHostAddress &
     if (!decoded)
         ++m_undecodable;
     m_countsChanged = true;
-    m_rows.add(QDateTime::currentMSecsSinceEpoch(), false, endpointText(sender, senderPort), datagram, m_packet,
-               decoded ? nullptr : &error);
+    const HeardDatagram heard{QDateTime::currentMSecsSinceEpoch(), endpointText(sender, senderPort), datagram,
+                              &m_packet, decoded ? nullptr : &error};
+    m_rows.add(heard.msecsSinceEpoch, false, heard.from, datagram, m_packet, heard.error);
     if (m_followFeedback)
         noteFeedback(m_packet);
-    for (const MessageObserver &observer : m_observers) {
-        for (const Osc::OscDecodedMessage &message : m_packet.messages)
-            observer(m_packet, message);
-    }
-}
-
-void OscMonitor::addMessageObserver(MessageObserver observer)
-{
-    m_observers.push_back(std::move(observer));
+    emit datagramHeard(heard);
+    for (const Osc::OscDecodedMessage &message : m_packet.messages)
+        emit messageHeard(m_packet, message);
 }
 
 void OscMonitor::handleSent(const QByteArray &datagram, const QHostAddress &target, quint16 port)
@@ -203,7 +195,7 @@ void OscMonitor::handlePortError(const QString &error)
         m_bindError = error;
         return;
     }
-    m_backend->addLogMessage(QStringLiteral("Monitor Port Error: %1").arg(error), QtCriticalMsg);
+    m_log->add(QStringLiteral("Monitor Port Error: %1").arg(error), QtCriticalMsg);
     stop();
 }
 

@@ -10,11 +10,19 @@
 #include <QTimer>
 #include <QVariantList>
 
-#include <functional>
-#include <vector>
-
-class OscEmulatorBackend;
+class EventLog;
 class OscEmulatorPort;
+class OscSender;
+
+// A datagram as the monitor heard it: the packet it decoded to, or the fault.
+struct HeardDatagram
+{
+    qint64 msecsSinceEpoch = 0;
+    QString from; // "host:port"
+    QByteArray bytes;
+    const Osc::OscPacket *packet = nullptr;
+    const Osc::OscDecodeError *error = nullptr; // null when it decoded
+};
 
 // Hears what the target answers on a UDP port of its own, apart from the emulated device:
 // every OSC message decoded into a bounded list (with the desk's own sends beside them
@@ -36,9 +44,8 @@ class OscMonitor : public QObject
     Q_PROPERTY(int selectedRow READ selectedRow WRITE setSelectedRow NOTIFY selectedRowChanged)
 
 public:
-    static constexpr int kDefaultPort = 9002;
-
-    explicit OscMonitor(OscEmulatorBackend *backend, QObject *parent = nullptr);
+    // Logs to `log`; shows what `sender` sends when asked (it may be null).
+    OscMonitor(EventLog *log, OscSender *sender, QObject *parent = nullptr);
     ~OscMonitor() override;
 
     bool running() const;
@@ -73,10 +80,6 @@ public:
     Q_INVOKABLE QString line(int row) const;
     Q_INVOKABLE QString hex(int row) const;
 
-    // Called with every message heard while the monitor runs, as it is decoded.
-    using MessageObserver = std::function<void(const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message)>;
-    void addMessageObserver(MessageObserver observer);
-
 signals:
     void runningChanged();
     void portChanged();
@@ -88,6 +91,10 @@ signals:
     void selectedRowChanged();
     // A message heard from the target, for the controls that send to its address.
     void feedback(QString address, QString tags, QVariantList values);
+    // Every datagram heard, as soon as it is decoded (or found not to decode).
+    void datagramHeard(const HeardDatagram &heard);
+    // Every message heard, as soon as it is decoded.
+    void messageHeard(const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message);
 
 private:
     void handleDatagram(const QByteArray &datagram, const QHostAddress &sender, quint16 senderPort);
@@ -97,13 +104,13 @@ private:
     void onTick();
     void noteSelection();
 
-    OscEmulatorBackend *m_backend;
+    EventLog *m_log;
     OscEmulatorPort *m_socket;
     MonitorRows m_rows;
     MonitorFilter m_filtered;
     QTimer m_tick;
     Osc::OscPacket m_packet; // reused: decoding then allocates nothing
-    int m_port = kDefaultPort;
+    int m_port;
     bool m_paused = false;
     bool m_showSent = false;
     bool m_followFeedback = true;
@@ -119,5 +126,4 @@ private:
     // last tick, in the order first heard.
     QHash<QString, QVariantList> m_feedback;
     QStringList m_feedbackOrder;
-    std::vector<MessageObserver> m_observers;
 };

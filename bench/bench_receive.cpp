@@ -6,6 +6,7 @@
 // longest gap between two of a 50 ms timer's ticks (the window's repaints wait as long),
 // and the resident memory it took.
 #include "oscemulatorbackend.h"
+#include "defaults.h"
 #include "oscmonitor.h"
 
 #include <QCoreApplication>
@@ -88,7 +89,7 @@ void ReceivePath_Monitor(benchmark::State &state)
 {
     for (auto _ : state) {
         OscEmulatorBackend backend;
-        OscMonitor monitor(&backend);
+        OscMonitor monitor(backend.eventLog(), backend.sender());
         monitor.start();
         if (!monitor.running()) {
             state.SkipWithError("port 9002 is taken");
@@ -112,7 +113,7 @@ void ReceivePath_Monitor(benchmark::State &state)
         clock.start();
         sinceTick.start();
         tick.start();
-        sender.start(senderPath(), {QString::number(OscMonitor::kDefaultPort), QString::number(kFlood)});
+        sender.start(senderPath(), {QString::number(Defaults::kMonitorPort), QString::number(kFlood)});
         loop.exec();
         const qint64 elapsed = clock.nsecsElapsed();
         sender.waitForFinished();

@@ -73,7 +73,7 @@ Panel {
                     from: 1
                     to: 65535
                     editable: true
-                    value: Backend.hasMonitor() ? monitor.port : 9002
+                    value: Backend.hasMonitor() ? monitor.port : from
                     enabled: Backend.hasMonitor() && !monitor.running
                     textFromValue: function(value) { return String(value) }
                     valueFromText: function(text) { return Number(text) }

@@ -1,6 +1,7 @@
 #include "oscscenarios.h"
 
-#include "oscemulatorbackend.h"
+#include "emulateddevice.h"
+#include "eventlog.h"
 #include "oscmonitor.h"
 
 #include <QFile>
@@ -16,12 +17,14 @@ QString stepsText(qsizetype steps)
 
 } // namespace
 
-OscScenarios::OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent)
+OscScenarios::OscScenarios(EventLog *log, OscSender *sender, EmulatedDevice *device, OscMonitor *monitor,
+                           QObject *parent)
     : QObject(parent)
-    , m_backend(backend)
+    , m_log(log)
+    , m_device(device)
     , m_monitor(monitor)
-    , m_recorder(backend->sender())
-    , m_player(backend->sender(), backend->device(), monitor)
+    , m_recorder(sender)
+    , m_player(sender, device, monitor)
 {
     m_clockTick.setInterval(100);
     connect(&m_clockTick, &QTimer::timeout, this, &OscScenarios::progressChanged);
@@ -44,7 +47,7 @@ OscScenarios::OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QOb
                                         .arg(m_name, stopped ? QStringLiteral("stopped") : QStringLiteral("finished"))
                                         .arg(passed)
                                         .arg(failed);
-        m_backend->addLogMessage(summary, failed > 0 || stopped ? QtWarningMsg : QtInfoMsg);
+        m_log->add(summary, failed > 0 || stopped ? QtWarningMsg : QtInfoMsg);
         emit playingChanged();
         emit progressChanged();
     });
@@ -67,7 +70,7 @@ void OscScenarios::startRecording()
     if (m_recorder.isRecording() || m_player.isPlaying())
         return;
     if (m_unsaved) {
-        m_backend->addLogMessage(QStringLiteral("Cannot start a recording while the last one (%1) is not saved: "
+        m_log->add(QStringLiteral("Cannot start a recording while the last one (%1) is not saved: "
                                                 "save it or discard it.")
                                          .arg(stepsText(m_unsaved->steps.size())),
                                  QtWarningMsg);
@@ -75,7 +78,7 @@ void OscScenarios::startRecording()
     }
     m_recorder.start();
     m_clockTick.start();
-    m_backend->addLogMessage(QStringLiteral("Recording a scenario: every message the desk sends is a step."), QtInfoMsg);
+    m_log->add(QStringLiteral("Recording a scenario: every message the desk sends is a step."), QtInfoMsg);
     emit recordingChanged();
     emit progressChanged();
 }
@@ -98,11 +101,11 @@ void OscScenarios::stopRecording()
     if (!endRecording())
         return;
     if (m_unsaved)
-        m_backend->addLogMessage(QStringLiteral("Recording stopped: %1 kept until saved or discarded.")
+        m_log->add(QStringLiteral("Recording stopped: %1 kept until saved or discarded.")
                                          .arg(stepsText(m_unsaved->steps.size())),
                                  QtInfoMsg);
     else
-        m_backend->addLogMessage(QStringLiteral("Recording stopped: the desk sent nothing, so there is nothing to save."),
+        m_log->add(QStringLiteral("Recording stopped: the desk sent nothing, so there is nothing to save."),
                                  QtInfoMsg);
 }
 
@@ -117,14 +120,14 @@ bool OscScenarios::saveRecording(const QString &filePath)
     const qsizetype steps = m_unsaved->steps.size();
     QSaveFile out(path);
     if (!out.open(QIODevice::WriteOnly) || out.write(Scenario::writeScenario(*m_unsaved)) < 0 || !out.commit()) {
-        m_backend->addLogMessage(QStringLiteral("Cannot write scenario file %1: %2; the recording (%3) is kept: "
+        m_log->add(QStringLiteral("Cannot write scenario file %1: %2; the recording (%3) is kept: "
                                                 "save it again or discard it.")
                                          .arg(path, out.errorString(), stepsText(steps)),
                                  QtCriticalMsg);
         return false;
     }
     m_unsaved.reset();
-    m_backend->addLogMessage(QStringLiteral("Recorded %1 to %2").arg(stepsText(steps), path), QtInfoMsg);
+    m_log->add(QStringLiteral("Recorded %1 to %2").arg(stepsText(steps), path), QtInfoMsg);
     emit recordingChanged();
     emit progressChanged();
     return true;
@@ -135,7 +138,7 @@ void OscScenarios::discardRecording()
     endRecording();
     if (!m_unsaved)
         return;
-    m_backend->addLogMessage(QStringLiteral("Recorded scenario discarded (%1).").arg(stepsText(m_unsaved->steps.size())),
+    m_log->add(QStringLiteral("Recorded scenario discarded (%1).").arg(stepsText(m_unsaved->steps.size())),
                              QtWarningMsg);
     m_unsaved.reset();
     emit recordingChanged();
@@ -145,25 +148,25 @@ void OscScenarios::discardRecording()
 void OscScenarios::play(const QString &filePath)
 {
     if (m_recorder.isRecording() || m_player.isPlaying()) {
-        m_backend->addLogMessage(QStringLiteral("Cannot play a scenario while recording or playing one."), QtWarningMsg);
+        m_log->add(QStringLiteral("Cannot play a scenario while recording or playing one."), QtWarningMsg);
         return;
     }
     QString error;
     Scenario::File file;
     if (!Scenario::loadScenario(filePath, &file, &error)) {
-        m_backend->addLogMessage(QStringLiteral("Cannot play scenario %1: %2").arg(filePath, error), QtCriticalMsg);
+        m_log->add(QStringLiteral("Cannot play scenario %1: %2").arg(filePath, error), QtCriticalMsg);
         return;
     }
     m_file = file;
     m_name = file.name.isEmpty() ? QFileInfo(filePath).fileName() : file.name;
     m_results.clear();
     emit resultsChanged();
-    m_backend->addLogMessage(QStringLiteral("Playing scenario \"%1\": %2 steps.").arg(m_name).arg(file.steps.size()),
+    m_log->add(QStringLiteral("Playing scenario \"%1\": %2 steps.").arg(m_name).arg(file.steps.size()),
                              QtInfoMsg);
     // What the scenario expects to hear must be listening.
     const Scenario::Listeners needed = Scenario::listenersFor(file);
-    if (needed.device && !m_backend->isRunning())
-        m_backend->startEmulation();
+    if (needed.device && !m_device->isRunning())
+        m_device->start();
     if (needed.monitor && !m_monitor->running())
         m_monitor->start();
     m_clockTick.start();

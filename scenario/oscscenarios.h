@@ -9,7 +9,9 @@
 
 #include <optional>
 
-class OscEmulatorBackend;
+class EmulatedDevice;
+class EventLog;
+class OscSender;
 class OscMonitor;
 
 // Recording and playing scenarios in the window, published to QML as `scenarios`. Every
@@ -28,7 +30,8 @@ class OscScenarios : public QObject
     Q_PROPERTY(QVariantList results READ results NOTIFY resultsChanged)
 
 public:
-    OscScenarios(OscEmulatorBackend *backend, OscMonitor *monitor, QObject *parent = nullptr);
+    OscScenarios(EventLog *log, OscSender *sender, EmulatedDevice *device, OscMonitor *monitor,
+                 QObject *parent = nullptr);
 
     bool recording() const { return m_recorder.isRecording(); }
     // A stopped recording that is neither written nor discarded.
@@ -62,7 +65,8 @@ private:
     // Stops the recorder and keeps what it recorded, if anything; false when not recording.
     bool endRecording();
 
-    OscEmulatorBackend *m_backend;
+    EventLog *m_log;
+    EmulatedDevice *m_device;
     OscMonitor *m_monitor;
     Scenario::Recorder m_recorder;
     Scenario::Player m_player;

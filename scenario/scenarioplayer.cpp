@@ -57,9 +57,7 @@ Player::Player(OscSender *sender, EmulatedDevice *device, OscMonitor *monitor, Q
         });
     }
     if (m_monitor) {
-        m_monitor->addMessageObserver([this](const Osc::OscPacket &packet, const Osc::OscDecodedMessage &message) {
-            hear(packet, message);
-        });
+        connect(m_monitor, &OscMonitor::messageHeard, this, &Player::hear);
     }
 }
 

@@ -23,10 +23,10 @@ public slots:
         QQmlContext *context = engine->rootContext();
         if (qEnvironmentVariable("OSC_QML_BACKEND") == QLatin1String("real")) {
             auto *backend = new OscEmulatorBackend(engine);
-            auto *monitor = new OscMonitor(backend, engine);
+            auto *monitor = new OscMonitor(backend->eventLog(), backend->sender(), engine);
             context->setContextProperty(QStringLiteral("backend"), backend);
             context->setContextProperty(QStringLiteral("monitor"), monitor);
-            context->setContextProperty(QStringLiteral("scenarios"), new OscScenarios(backend, monitor, engine));
+            context->setContextProperty(QStringLiteral("scenarios"), new OscScenarios(backend->eventLog(), backend->sender(), backend->device(), monitor, engine));
         } else {
             context->setContextProperty(QStringLiteral("backend"), new RecordingBackend(engine));
             context->setContextProperty(QStringLiteral("monitor"), nullptr);
