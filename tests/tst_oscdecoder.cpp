@@ -170,6 +170,7 @@ void TestOscDecoder::format_data()
     row("d shortest", 'd', "3fd55555 55555555", "0.3333333333333333");
     row("s escapes", 's', "225c0a09 01c3a9ff 7f000000", QString::fromUtf8(R"("\"\\\n\t\x01é\xff\x7f")"));
     row("s overlong and C1", 's', "c0afc285 00000000", R"("\xc0\xaf\xc2\x85")");
+    row("s quote among plain bytes", 's', "61226200", QString::fromUtf8(R"("a\"b")"));
     row("b empty", 'b', "00000000", "blob[0]");
     row("b size past the bytes", 'b', "00000009 01020304", "?");
     row("c quote", 'c', "00000027", R"('\'')");
@@ -204,6 +205,7 @@ void TestOscDecoder::pattern_data()
     QTest::newRow("question not /") << "/a?b" << "/a/b" << false;
     QTest::newRow("question needs a character") << "/a?" << "/a" << false;
     QTest::newRow("range") << "/[a-c]x" << "/bx" << true;
+    QTest::newRow("range's last") << "/[a-c]x" << "/cx" << true;
     QTest::newRow("outside range") << "/[a-c]x" << "/dx" << false;
     QTest::newRow("negated") << "/[!a-c]" << "/d" << true;
     QTest::newRow("negated member") << "/[!a-c]" << "/b" << false;
