@@ -36,6 +36,13 @@ OscMonitor::~OscMonitor()
     m_socket->close();
 }
 
+QVariantMap OscMonitor::counts() const
+{
+    return {{QStringLiteral("received"), m_received},
+            {QStringLiteral("undecodable"), m_undecodable},
+            {QStringLiteral("dropped"), dropped()}};
+}
+
 bool OscMonitor::running() const
 {
     return m_socket->isOpen();

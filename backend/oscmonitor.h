@@ -9,6 +9,7 @@
 #include <QStringList>
 #include <QTimer>
 #include <QVariantList>
+#include <QVariantMap>
 
 class EventLog;
 class OscEmulatorPort;
@@ -37,9 +38,9 @@ class OscMonitor : public QObject
     Q_PROPERTY(bool showSent READ showSent WRITE setShowSent NOTIFY showSentChanged)
     Q_PROPERTY(bool followFeedback READ followFeedback WRITE setFollowFeedback NOTIFY followFeedbackChanged)
     Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
-    Q_PROPERTY(int received READ received NOTIFY countsChanged)
-    Q_PROPERTY(int undecodable READ undecodable NOTIFY countsChanged)
-    Q_PROPERTY(int dropped READ dropped NOTIFY countsChanged)
+    // {received, undecodable, dropped}: messages heard, datagrams that did not decode, rows
+    // the list let go of.
+    Q_PROPERTY(QVariantMap counts READ counts NOTIFY countsChanged)
     Q_PROPERTY(QObject *rows READ rows CONSTANT)
     Q_PROPERTY(int selectedRow READ selectedRow WRITE setSelectedRow NOTIFY selectedRowChanged)
 
@@ -57,6 +58,7 @@ public:
     int received() const { return m_received; }
     int undecodable() const { return m_undecodable; }
     int dropped() const { return m_rows.dropped(); }
+    QVariantMap counts() const;
     // Why the last start could not bind its port.
     QString bindError() const { return m_bindError; }
     QObject *rows() { return &m_filtered; }

@@ -143,8 +143,8 @@ Panel {
         Text {
             objectName: "monitorCounts"
             text: Backend.hasMonitor()
-                  ? "Recibidos: " + monitor.received + " | Sin decodificar: " + monitor.undecodable
-                    + " | Descartados: " + monitor.dropped
+                  ? "Recibidos: " + monitor.counts.received + " | Sin decodificar: " + monitor.counts.undecodable
+                    + " | Descartados: " + monitor.counts.dropped
                   : ""
             font.pixelSize: 10
             color: Palette.caption
