@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <QSaveFile>
 #include <QStandardPaths>
 
@@ -25,7 +26,7 @@ bool keepPreviousFile(const QString &path, const QString &backupPath, const QByt
     // Saving the same desk again keeps the copy of what was there before it.
     if (bytes == next)
         return true;
-    QVariantList fixtures;
+    QJsonArray fixtures;
     if (FixtureFormat::readFixtures(bytes, &fixtures, nullptr))
         *count = int(fixtures.size());
     QSaveFile backup(backupPath);
@@ -34,6 +35,16 @@ bool keepPreviousFile(const QString &path, const QString &backupPath, const QByt
 }
 
 } // namespace
+
+QVariantList OscEmulatorBackend::fixtures() const
+{
+    return fixtureArray().toVariantList();
+}
+
+QJsonArray OscEmulatorBackend::fixtureArray() const
+{
+    return QJsonDocument::fromJson(m_fixtures).array();
+}
 
 QString OscEmulatorBackend::defaultFixturesFilePath() const
 {
@@ -68,7 +79,7 @@ void OscEmulatorBackend::loadFixturesFromFile(const QString &filePath)
         return;
     }
 
-    QVariantList loaded;
+    QJsonArray loaded;
     QString parseError;
     if (!FixtureFormat::readFixtures(content, &loaded, &parseError)) {
         addLogMessage(QStringLiteral("Error parsing fixtures JSON: %1").arg(parseError), QtCriticalMsg);
@@ -76,16 +87,17 @@ void OscEmulatorBackend::loadFixturesFromFile(const QString &filePath)
         return;
     }
 
-    m_fixtures = loaded;
+    m_fixtures = QJsonDocument(loaded).toJson(QJsonDocument::Compact);
+    m_fixtureCount = int(loaded.size());
     emit fixturesChanged();
-    addLogMessage(QStringLiteral("Loaded %1 fixtures from %2").arg(QString::number(m_fixtures.size()), path),
+    addLogMessage(QStringLiteral("Loaded %1 fixtures from %2").arg(QString::number(m_fixtureCount), path),
                   QtInfoMsg);
 }
 
 void OscEmulatorBackend::saveFixturesToFile(const QString &filePath) const
 {
     const QString path = filePath.trimmed().isEmpty() ? defaultFixturesFilePath() : filePath;
-    const QByteArray json = FixtureFormat::writeFixtures(m_fixtures);
+    const QByteArray json = FixtureFormat::writeFixtures(fixtureArray());
     QDir().mkpath(QFileInfo(path).absolutePath());
 
     // Written beside the target and renamed over it on commit, so a failed write
@@ -107,11 +119,11 @@ void OscEmulatorBackend::saveFixturesToFile(const QString &filePath) const
         emit const_cast<OscEmulatorBackend *>(this)->errorOccurred(message);
         return;
     }
-    addLogMessage(QStringLiteral("Saved %1 fixtures to %2").arg(QString::number(m_fixtures.size()), path),
+    addLogMessage(QStringLiteral("Saved %1 fixtures to %2").arg(QString::number(m_fixtureCount), path),
                   QtInfoMsg);
-    if (previousCount > m_fixtures.size()) {
+    if (previousCount > m_fixtureCount) {
         addLogMessage(QStringLiteral("Saved %1 fixtures over a file that held %2; the previous file is kept as %3")
-                              .arg(QString::number(m_fixtures.size()), QString::number(previousCount), backupPath),
+                              .arg(QString::number(m_fixtureCount), QString::number(previousCount), backupPath),
                       QtWarningMsg);
     }
 }

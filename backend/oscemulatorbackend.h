@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QFile>
 #include <QHostAddress>
+#include <QJsonArray>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -62,7 +63,9 @@ public:
     int oscTargetPort() const { return m_oscTargetPort; }
     bool sendIntValues() const { return m_sendIntValues; }
     bool sendAsBundle() const { return m_sendAsBundle; }
-    QVariantList fixtures() const { return m_fixtures; }
+    QVariantList fixtures() const;
+    // The same list as JSON objects, for the desk.
+    QJsonArray fixtureArray() const;
 
     void setSelectedPortIndex(int index);
     void setSelectedDeviceIndex(int index);
@@ -169,7 +172,10 @@ private:
     bool m_sendIntValues;
     bool m_sendAsBundle;
     std::vector<SendObserver> m_sendObservers;
-    QVariantList m_fixtures;
+    // The normalised list as compact JSON: a desk of thousands of controls keeps a few
+    // bytes a control here, where the same list as maps would take kilobytes.
+    QByteArray m_fixtures = QByteArrayLiteral("[]");
+    int m_fixtureCount = 0;
     QFile *logFile = nullptr;
     QTextStream *logStream = nullptr;
     mutable bool m_logWriteFailed = false;
