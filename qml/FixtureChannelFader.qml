@@ -15,6 +15,9 @@ Rectangle {
     property real valueScale: 1.0
     property string argType: ""
     property int lastSentValue: -1
+    // The desk's record of this fader (none for a fader on its own): its position and
+    // last send outlive the item, and feedback moves it there.
+    property var control: null
 
     // Math.round rounds halves upward, as the sends require.
     function scaledValue(v) {
@@ -45,20 +48,11 @@ Rectangle {
         sendValue(valueSlider.value)
     }
 
-    // A value heard from the target moves the fader as it would have sent it: 0.0-1.0 for a
-    // float, 0-127 for an int (and on /osc/channel, its third argument). Sends nothing; a
-    // fader held by the hand keeps its place.
-    function applyFeedback(tags, values) {
-        if (valueSlider.pressed)
-            return
-        const numeric = oscAddress === "" ? (tags === "iii" ? values[2] : NaN)
-                                          : ("ihfd".indexOf(tags.charAt(0)) >= 0 ? Number(values[0]) : NaN)
-        if (tags === "" || isNaN(numeric))
-            return
-        const asFloat = oscAddress !== "" && (argType === "f" || argType === "d"
-                || (argType !== "i" && argType !== "h" && !(Backend.hasBackend() && backend.sendIntValues)))
-        const level = asFloat ? numeric * 255 : numeric * 255 / 127
-        valueSlider.value = Math.min(255, Math.max(0, level / valueScale))
+    // Takes up where the desk's record stands, sending nothing.
+    function attach(entry) {
+        valueSlider.value = entry.value
+        lastSentValue = entry.lastSentValue
+        control = entry
     }
 
     function sendValue(v) {
@@ -81,6 +75,10 @@ Rectangle {
 
     implicitWidth: 40
     implicitHeight: 160
+    onLastSentValueChanged: {
+        if (control)
+            control.lastSentValue = lastSentValue
+    }
     radius: 4
     color: Palette.controlBackground
     border.color: Palette.border
@@ -106,9 +104,15 @@ Rectangle {
             Layout.fillHeight: true
 
             onMoved: root.noteMoved()
+            onValueChanged: {
+                if (root.control)
+                    root.control.value = value
+            }
             onPressedChanged: {
                 if (!pressed)
                     root.noteReleased()
+                if (root.control)
+                    root.control.held = pressed
             }
         }
 
@@ -120,6 +124,14 @@ Rectangle {
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.WordWrap
             Layout.fillWidth: true
+        }
+    }
+
+    Connections {
+        target: root.control
+
+        function onValueChanged() {
+            valueSlider.value = root.control.value
         }
     }
 

@@ -8,8 +8,9 @@ function findAll(item, matches) {
     return found
 }
 
-// The control labelled `label` on the strip named `stripName` under item.
+// The control labelled `label` on the strip named `stripName` under item, or null while
+// that strip is not built.
 function control(item, stripName, label) {
     const strip = findAll(item, child => child.buttonColumns !== undefined && child.name === stripName)[0]
-    return findAll(strip, child => child.channel !== undefined && child.label === label)[0]
+    return strip ? findAll(strip, child => child.channel !== undefined && child.label === label)[0] || null : null
 }

@@ -35,9 +35,11 @@ TestCase {
         testTools.writeFile(testTools.configFolder + "/ui.ini", "")
     }
 
-    // The button itself for a button, else the control.
+    // The button itself for a button, else the control, once its strip is built.
     function control(stripName, label) {
-        const found = DeskTesting.control(mainWindow.contentItem, stripName, label)
+        let found = null
+        tryVerify(() => (found = DeskTesting.control(mainWindow.contentItem, stripName, label)) !== null,
+                  5000, stripName + " " + label)
         return findChild(found, "btn") || found
     }
 
@@ -152,17 +154,21 @@ TestCase {
         verify(monitor.running)
         const answer = (...words) => compare(testTools.run("oscsend", ["127.0.0.1", String(monitor.port)].concat(words)), 0)
 
-        const volume = findChild(control("Deck 1", "Volume"), "valueSlider")
-        const eqHi = findChild(control("Deck 1", "EQ Hi"), "valueSlider")
-        const play = control("Deck 1", "Play")
-        const pad = control("Deck 1", "Jog")
-        const green = findChild(control("Booth Light", "G"), "valueSlider")
         answer("/deck1/volume", "f", "0.5")
         answer("/deck1/eq/high", "i", "127")
         answer("/deck1/play", "T")
         answer("/deck1/jog", "ff", "0.25", "1.0")
         answer("/osc/channel", "iii", "1", "2", "127")
-        tryCompare(green, "value", 255)
+        // The last strip, out of view, is built when scrolled to, and Deck 1's again when
+        // scrolled back: each shows what came meanwhile.
+        const view = child("fixturesScroll").contentItem
+        view.contentY = view.contentHeight - view.height
+        tryCompare(findChild(control("Booth Light", "G"), "valueSlider"), "value", 255)
+        view.contentY = 0
+        const volume = findChild(control("Deck 1", "Volume"), "valueSlider")
+        const eqHi = findChild(control("Deck 1", "EQ Hi"), "valueSlider")
+        const play = control("Deck 1", "Play")
+        const pad = control("Deck 1", "Jog")
         compare([volume.value, eqHi.value, play.checked, pad.xValue, pad.yValue], [127.5, 255, true, 0.25, 1])
         compare(child("monitorRows").count, 5)
         wait(100)
