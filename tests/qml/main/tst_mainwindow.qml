@@ -339,6 +339,37 @@ TestCase {
         }
     }
 
+    // A desk many screens high: a fader moved at the bottom keeps its place when its strip
+    // is scrolled away (and destroyed) and back, and its one send is not sent again.
+    function test_scrolledAwayAndBack() {
+        if (!testTools.isInstalled("oscdump"))
+            skip("liblo-tools is not installed")
+        const fixtures = []
+        for (let i = 0; i < 60; ++i)
+            fixtures.push({ name: "F" + i, capabilities: { channels: { "1": { label: "V", oscAddress: "/f" + i, argType: "f" } } } })
+        verify(testTools.writeFile(testTools.configFolder + "/osc_fixtures.json", JSON.stringify({ fixtures: fixtures })))
+        backend.oscTargetHost = "127.0.0.1"
+        backend.oscTargetPort = testTools.startOscDump()
+        openWindow()
+        mouseClick(child("reloadButton"))
+        const view = child("fixturesScroll").contentItem
+        verify(view.contentHeight > 3 * mainWindow.height, view.contentHeight)
+        const bottom = view.contentHeight - view.height
+        view.contentY = bottom
+        const slider = () => findChild(control("F59", "V"), "valueSlider")
+        waitForRendering(slider())
+        mouseClick(slider(), slider().width / 2, slider().height / 4)
+        const moved = slider().value
+        verify(moved > 150, moved)
+        compare(heard(1).length, 1)
+        view.contentY = 0
+        tryVerify(() => DeskTesting.control(mainWindow.contentItem, "F59", "V") === null)
+        view.contentY = bottom
+        compare(slider().value, moved)
+        verify(!testTools.waitForOscDump(1, 300), testTools.oscDumpMessages.join(" | "))
+        testTools.stopOscDump()
+    }
+
     name: "MainWindow"
     when: windowShown
 }
