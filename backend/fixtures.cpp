@@ -89,6 +89,9 @@ void OscEmulatorBackend::loadFixturesFromFile(const QString &filePath)
 
     m_fixtures = QJsonDocument(loaded).toJson(QJsonDocument::Compact);
     m_fixtureCount = int(loaded.size());
+    // The file and its parse are let go before those who follow the list build from it.
+    loaded = QJsonArray();
+    content = QByteArray();
     emit fixturesChanged();
     addLogMessage(QStringLiteral("Loaded %1 fixtures from %2").arg(QString::number(m_fixtureCount), path),
                   QtInfoMsg);

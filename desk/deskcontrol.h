@@ -34,11 +34,11 @@ public:
     QString kind() const;
     int universe() const { return state().universe; }
     int channel() const { return state().channel; }
-    QString label() const { return state().label; }
-    QString oscAddress() const { return state().oscAddress; }
-    QString argType() const { return state().argType; }
-    QString mode() const { return state().mode; }
-    QString stringValue() const { return state().stringValue; }
+    QString label() const { return text(state().label); }
+    QString oscAddress() const { return text(state().oscAddress); }
+    QString argType() const { return text(state().argType); }
+    QString mode() const { return text(state().mode); }
+    QString stringValue() const { return text(state().stringValue); }
     double value() const { return state().value; }
     bool checked() const { return state().checked; }
     double xValue() const { return state().x; }
@@ -66,6 +66,7 @@ signals:
 
 private:
     const OscDesk::Control &state() const;
+    QString text(OscDesk::Text text) const { return m_desk ? m_desk->text(text) : QString(); }
     OscDesk::Control *writable();
 
     OscDesk *m_desk;

@@ -213,10 +213,10 @@ QVariant DeskStrips::data(const QModelIndex &index, int role) const
     case StripYRole: return m_positions[size_t(row.strip)].y();
     case StripWidthRole: return m_widths[size_t(row.strip)];
     case EagerRole: return row.eager;
-    case NameRole: return strip.name;
-    case ManufacturerRole: return strip.manufacturer;
-    case ModelNameRole: return strip.modelName;
-    case DeviceTypeRole: return strip.deviceType;
+    case NameRole: return m_desk->text(strip.name);
+    case ManufacturerRole: return m_desk->text(strip.manufacturer);
+    case ModelNameRole: return m_desk->text(strip.modelName);
+    case DeviceTypeRole: return m_desk->text(strip.deviceType);
     case UniverseRole: return strip.universe;
     case StartChannelRole: return strip.startChannel;
     case ChannelCountRole: return strip.channelCount;

@@ -9,6 +9,10 @@
 
 #include <cmath>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 namespace {
 
 const QString kChannelAddress = QStringLiteral("/osc/channel");
@@ -25,7 +29,7 @@ int wholeNumber(const QJsonObject &fixture, const QString &key, int fallback)
     return it == fixture.constEnd() ? fallback : it->toVariant().toInt();
 }
 
-QString text(const QJsonObject &fixture, const QString &key, const QString &fallback)
+QString textOf(const QJsonObject &fixture, const QString &key, const QString &fallback)
 {
     const auto it = fixture.constFind(key);
     return it == fixture.constEnd() ? fallback : it->toVariant().toString();
@@ -37,22 +41,38 @@ bool isGiven(const QJsonValue &value)
     return !value.isUndefined() && !value.isNull() && !(value.isString() && value.toString().isEmpty());
 }
 
-// Argument types and modes come from a handful of texts: one copy of each serves every control.
-QString shared(const QString &text)
+// Texts go into one pool; the few that repeat (argument types, modes, a button's text)
+// are kept once.
+class TextPool
 {
-    static const QString common[] = {
-        QString(), QStringLiteral("i"), QStringLiteral("h"), QStringLiteral("f"), QStringLiteral("d"),
-        QStringLiteral("T"), QStringLiteral("none"), QStringLiteral("I"), QStringLiteral("s"),
-        QStringLiteral("toggle"), QStringLiteral("momentary"),
-    };
-    for (const QString &known : common) {
-        if (known == text)
-            return known;
+public:
+    OscDesk::Text add(const QString &text)
+    {
+        const OscDesk::Text added{quint32(m_pool.size()), quint32(text.size())};
+        m_pool += text;
+        return added;
     }
-    return text;
-}
 
-OscDesk::Control controlFor(const QJsonObject &entry, int position, bool rgb)
+    OscDesk::Text shared(const QString &text)
+    {
+        const auto it = m_shared.constFind(text);
+        if (it != m_shared.constEnd())
+            return *it;
+        return *m_shared.insert(text, add(text));
+    }
+
+    QString take()
+    {
+        m_pool.squeeze();
+        return std::move(m_pool);
+    }
+
+private:
+    QString m_pool;
+    QHash<QString, OscDesk::Text> m_shared;
+};
+
+OscDesk::Control controlFor(const QJsonObject &entry, int position, bool rgb, TextPool &texts)
 {
     OscDesk::Control control;
     const QString type = entry.value(QLatin1String("controlType")).toString();
@@ -61,21 +81,23 @@ OscDesk::Control controlFor(const QJsonObject &entry, int position, bool rgb)
                                                    : OscDesk::Kind::Fader;
     const QJsonValue label = entry.value(QLatin1String("label"));
     if (isGiven(label))
-        control.label = label.toVariant().toString();
+        control.label = texts.add(label.toVariant().toString());
     else if (rgb && position < 3)
-        control.label = QString(QLatin1Char("RGB"[position]));
+        control.label = texts.shared(QString(QLatin1Char("RGB"[position])));
     const QJsonValue address = entry.value(QLatin1String("oscAddress"));
     if (isGiven(address))
-        control.oscAddress = address.toVariant().toString();
+        control.oscAddress = texts.add(address.toVariant().toString());
     const QJsonValue argType = entry.value(QLatin1String("argType"));
     if (control.kind != OscDesk::Kind::XYPad && isGiven(argType))
-        control.argType = shared(argType.toVariant().toString());
+        control.argType = texts.shared(argType.toVariant().toString());
     if (control.kind == OscDesk::Kind::Button) {
-        const QJsonValue mode = entry.value(QLatin1String("mode"));
-        control.mode = isGiven(mode) ? shared(mode.toVariant().toString()) : shared(QStringLiteral("toggle"));
+        const QJsonValue modeValue = entry.value(QLatin1String("mode"));
+        const QString mode = isGiven(modeValue) ? modeValue.toVariant().toString() : QStringLiteral("toggle");
+        control.mode = texts.shared(mode);
+        control.toggle = mode == QLatin1String("toggle");
         const QJsonValue stringValue = entry.value(QLatin1String("stringValue"));
         if (isGiven(stringValue))
-            control.stringValue = stringValue.toVariant().toString();
+            control.stringValue = texts.shared(stringValue.toVariant().toString());
     }
     return control;
 }
@@ -95,11 +117,12 @@ bool isFloatTag(QChar tag)
 // What one message does to one control. A fader reads a float as 0.0-1.0 of its range
 // and an int as 0-127, whatever its own argument type; on /osc/channel the third
 // argument is that int.
-Moved moveByFeedback(OscDesk::Control &control, const QString &tags, const QVariantList &values)
+Moved moveByFeedback(OscDesk::Control &control, QStringView stringValue, const QString &tags,
+                     const QVariantList &values)
 {
     if (tags.isEmpty() || control.held)
         return Moved::Nothing;
-    const bool generic = control.oscAddress.isEmpty();
+    const bool generic = control.oscAddress.size == 0;
     const QChar tag = generic ? QLatin1Char('i') : tags.at(0);
     const QVariant first = generic ? values.value(2) : values.value(0);
     if (generic && tags != QLatin1String("iii"))
@@ -115,12 +138,12 @@ Moved moveByFeedback(OscDesk::Control &control, const QString &tags, const QVari
         return Moved::Value;
     }
     case OscDesk::Kind::Button:
-        if (control.mode != QLatin1String("toggle"))
+        if (!control.toggle)
             return Moved::Nothing;
         if (tag == QLatin1Char('T') || tag == QLatin1Char('F'))
             control.checked = tag == QLatin1Char('T');
         else if (tag == QLatin1Char('s') || tag == QLatin1Char('S'))
-            control.checked = first.toString() == control.stringValue;
+            control.checked = first.toString() == stringValue;
         else if (isNumberTag(tag))
             control.checked = first.toDouble() != 0;
         else
@@ -161,37 +184,39 @@ void OscDesk::follow(OscEmulatorBackend *store, OscMonitor *monitor)
     setFixtures(store->fixtureArray());
 }
 
-void OscDesk::setFixtures(const QJsonArray &fixtures)
+void OscDesk::setFixtures(QJsonArray fixtures)
 {
     std::vector<Strip> strips;
     std::vector<Control> controls;
+    TextPool texts;
     strips.reserve(size_t(fixtures.size()));
     // The store bounds the count to 1..512; a list from elsewhere may not be bounded.
     const auto countOf = [](const QJsonObject &fixture) {
         return qBound(0, wholeNumber(fixture, QStringLiteral("channelCount"), 1), 512);
     };
     size_t total = 0;
-    for (const QJsonValue &fixture : fixtures)
+    for (const QJsonValue &fixture : std::as_const(fixtures))
         total += size_t(countOf(fixture.toObject()));
     controls.reserve(total);
 
-    for (const QJsonValue &value : fixtures) {
+    for (const QJsonValue &value : std::as_const(fixtures)) {
         const QJsonObject fixture = value.toObject();
         Strip strip;
-        strip.name = text(fixture, QStringLiteral("name"), QStringLiteral("Fixture"));
-        strip.manufacturer = text(fixture, QStringLiteral("manufacturer"), QString());
-        strip.modelName = text(fixture, QStringLiteral("model"), QString());
-        strip.deviceType = text(fixture, QStringLiteral("deviceType"), QStringLiteral("Generic"));
+        const QString deviceType = textOf(fixture, QStringLiteral("deviceType"), QStringLiteral("Generic"));
+        strip.name = texts.add(textOf(fixture, QStringLiteral("name"), QStringLiteral("Fixture")));
+        strip.manufacturer = texts.shared(textOf(fixture, QStringLiteral("manufacturer"), QString()));
+        strip.modelName = texts.shared(textOf(fixture, QStringLiteral("model"), QString()));
+        strip.deviceType = texts.shared(deviceType);
         strip.universe = wholeNumber(fixture, QStringLiteral("universe"), 0);
         strip.startChannel = wholeNumber(fixture, QStringLiteral("startChannel"), 1);
         strip.channelCount = countOf(fixture);
         strip.firstControl = int(controls.size());
         const QJsonObject channels =
                 fixture.value(QLatin1String("capabilities")).toObject().value(QLatin1String("channels")).toObject();
-        const bool rgb = strip.deviceType.contains(QLatin1String("rgb"), Qt::CaseInsensitive);
+        const bool rgb = deviceType.contains(QLatin1String("rgb"), Qt::CaseInsensitive);
         for (int i = 0; i < strip.channelCount; ++i) {
             const int channel = strip.startChannel + i;
-            Control control = controlFor(channels.value(QString::number(channel)).toObject(), i, rgb);
+            Control control = controlFor(channels.value(QString::number(channel)).toObject(), i, rgb, texts);
             control.universe = strip.universe;
             control.channel = channel;
             control.strip = int(strips.size());
@@ -200,6 +225,13 @@ void OscDesk::setFixtures(const QJsonArray &fixtures)
         }
         strips.push_back(std::move(strip));
     }
+    // The parsed document goes, and what stays is copied into the room it leaves: a large
+    // list's parse would otherwise leave megabytes of freed heap pinned by what stays.
+    fixtures = QJsonArray();
+    strips = std::vector<Strip>(strips);
+    controls = std::vector<Control>(controls);
+    QString pool = texts.take();
+    pool = QString(pool.constData(), pool.size());
 
     QList<DeskControl *> objects;
     for (Control &control : m_controls) {
@@ -211,20 +243,25 @@ void OscDesk::setFixtures(const QJsonArray &fixtures)
     m_strips->reload([&] {
         m_stripList = std::move(strips);
         m_controls = std::move(controls);
+        m_texts = std::move(pool);
         m_byAddress.clear();
         m_byChannel.clear();
         m_byAddress.reserve(qsizetype(m_controls.size()));
         for (int i = 0; i < int(m_controls.size()); ++i) {
             const Control &control = m_controls[size_t(i)];
-            if (control.oscAddress.isEmpty())
+            if (control.oscAddress.size == 0)
                 m_byChannel.insert(channelKey(control.universe, control.channel), i);
             else
-                m_byAddress.insert(control.oscAddress, i);
+                m_byAddress.insert(view(control.oscAddress), i);
         }
     });
     // After the items that showed them, which the reload released first.
     for (DeskControl *object : objects)
         object->deleteLater();
+#ifdef __GLIBC__
+    // glibc keeps freed heap pages until asked.
+    malloc_trim(0);
+#endif
     emit loaded();
 }
 
@@ -232,7 +269,7 @@ void OscDesk::applyFeedback(const QString &address, const QString &tags, const Q
 {
     const auto apply = [&](int index) {
         Control &control = m_controls[size_t(index)];
-        const Moved moved = moveByFeedback(control, tags, values);
+        const Moved moved = moveByFeedback(control, view(control.stringValue), tags, values);
         if (!control.object || moved == Moved::Nothing)
             return;
         if (moved == Moved::Value)
@@ -248,7 +285,7 @@ void OscDesk::applyFeedback(const QString &address, const QString &tags, const Q
             apply(it.value());
         return;
     }
-    const auto [first, last] = m_byAddress.equal_range(address);
+    const auto [first, last] = m_byAddress.equal_range(QStringView(address));
     for (auto it = first; it != last; ++it)
         apply(it.value());
 }

@@ -5,6 +5,7 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QStringView>
 #include <QVariantList>
 
 #include <vector>
@@ -29,13 +30,21 @@ class OscDesk : public QObject
 public:
     enum class Kind : quint8 { Fader, Button, XYPad };
 
+    // A text of the desk's pool of texts: the texts of a large desk take a few blocks,
+    // not an allocation each, so that the memory a load frees goes back whole.
+    struct Text
+    {
+        quint32 at = 0;
+        quint32 size = 0;
+    };
+
     struct Control
     {
-        QString label;
-        QString oscAddress;    // empty: the generic channel message
-        QString argType;       // as the entry gives it; pads have none
-        QString mode;          // buttons: "toggle", "momentary" or another text
-        QString stringValue;   // buttons
+        Text label;
+        Text oscAddress;       // empty: the generic channel message
+        Text argType;          // as the entry gives it; pads have none
+        Text mode;             // buttons: "toggle", "momentary" or another text
+        Text stringValue;      // buttons
         QString lastSentPair;  // pads: the last pair sent, "x,y"; empty: none yet
         int universe = 0;
         int channel = 1;
@@ -45,6 +54,7 @@ public:
         double x = 0.5;          // pads: 0..1, left to right
         double y = 0.5;          // pads: 0..1, bottom to top
         Kind kind = Kind::Fader;
+        bool toggle = false;     // a button whose mode is "toggle"
         bool checked = false;    // toggle buttons
         bool held = false;       // pressed by the hand: feedback is dropped meanwhile
         DeskControl *object = nullptr;
@@ -52,10 +62,10 @@ public:
 
     struct Strip
     {
-        QString name;
-        QString manufacturer;
-        QString modelName;
-        QString deviceType;
+        Text name;
+        Text manufacturer;
+        Text modelName;
+        Text deviceType;
         int universe = 0;
         int startChannel = 1;
         int channelCount = 0;
@@ -75,13 +85,15 @@ public:
     int stripCount() const { return int(m_stripList.size()); }
     const Control &control(int index) const { return m_controls.at(size_t(index)); }
     const Strip &strip(int index) const { return m_stripList.at(size_t(index)); }
+    QStringView view(Text text) const { return QStringView(m_texts).mid(text.at, text.size); }
+    QString text(Text text) const { return view(text).toString(); }
 
     // Takes every list the fixture store loads, and the monitor's feedback.
     void follow(OscEmulatorBackend *store, OscMonitor *monitor);
 
     // A new fixtures list (maps as the fixture store gives them; a missing key takes the
     // strip's fallback): every control starts at its initial state, nothing remembered.
-    void setFixtures(const QJsonArray &fixtures);
+    void setFixtures(QJsonArray fixtures);
 
     // A message heard from the target moves the controls that send to its address, read
     // by its own type: a float 0.0-1.0, an int 0-127 (as a fader's range), T or F, a
@@ -108,7 +120,8 @@ private:
     DeskStrips *m_strips;
     std::vector<Strip> m_stripList;
     std::vector<Control> m_controls;
+    QString m_texts;
     // Controls by the address they send to, and those without one by universe and channel.
-    QMultiHash<QString, int> m_byAddress;
+    QMultiHash<QStringView, int> m_byAddress;
     QMultiHash<quint64, int> m_byChannel;
 };
