@@ -278,7 +278,7 @@ void TestFixtures::desk_data()
     QTest::newRow("initial state") << QStringList{} << initial;
     QTest::newRow("a float is 0-1 of the range, an int 0-127, whatever the fader's type")
             << QStringList{"/a d 0.2", "/h f 0.5"} << "51 127.5 0 off off off 0.5,0.5";
-    QTest::newRow("int to a fader, bounded") << QStringList{"/a i 127", "/h h 200"} << "255 255 0 off off off 0.5,0.5";
+    QTest::newRow("int to a fader, bounded") << QStringList{"/a i 1", "/h h 200"} << "2.00787 255 0 off off off 0.5,0.5";
     QTest::newRow("/osc/channel to the control without an address")
             << QStringList{"/osc/channel iii 1 3 127", "/osc/channel iii 0 3 0"} << "0 0 255 off off off 0.5,0.5";
     QTest::newRow("toggles: T, their text, a number; a momentary button keeps off")
