@@ -75,14 +75,15 @@ Rectangle {
 
     implicitWidth: 40
     implicitHeight: 160
-    onLastSentValueChanged: {
-        if (control)
-            control.lastSentValue = lastSentValue
-    }
     radius: 4
     color: Palette.controlBackground
     border.color: Palette.border
     border.width: 1
+
+    onLastSentValueChanged: {
+        if (control)
+            control.lastSentValue = lastSentValue
+    }
 
     ColumnLayout {
         anchors.fill: parent

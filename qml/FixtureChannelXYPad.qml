@@ -77,14 +77,15 @@ Rectangle {
 
     implicitWidth: 150
     implicitHeight: 190
-    onLastSentChanged: {
-        if (control)
-            control.lastSentPair = lastSent
-    }
     radius: 4
     color: Palette.controlBackground
     border.color: Palette.border
     border.width: 1
+
+    onLastSentChanged: {
+        if (control)
+            control.lastSentPair = lastSent
+    }
 
     ColumnLayout {
         anchors.fill: parent
