@@ -82,6 +82,8 @@ void DeskStrips::setView(qreal top, qreal height)
 
 void DeskStrips::reload(const std::function<void()> &replace)
 {
+    if (!m_rows.empty())
+        leave(0, int(m_rows.size()) - 1);
     beginResetModel();
     m_rows.clear();
     replace();
@@ -143,7 +145,7 @@ std::vector<int> DeskStrips::wantedStrips() const
 
 DeskStrips::Row DeskStrips::rowFor(int strip, bool eager)
 {
-    Row row{strip, eager && inView(strip), {}, {}};
+    Row row{strip, eager && inView(strip), true, {}, {}};
     for (DeskControl *control : m_desk->controlObjects(strip))
         (control->kind() == QLatin1String("button") ? row.buttons : row.continuous)
                 .append(QVariant::fromValue<QObject *>(control));
@@ -164,6 +166,7 @@ void DeskStrips::updateRows(bool eager)
         int first = last;
         while (first > 0 && !isWanted(m_rows[size_t(first) - 1].strip))
             --first;
+        leave(first, last);
         beginRemoveRows(QModelIndex(), first, last);
         for (int row = first; row <= last; ++row)
             released.push_back(m_rows[size_t(row)].strip);
@@ -196,6 +199,15 @@ void DeskStrips::updateRows(bool eager)
         m_desk->releaseStrip(strip);
 }
 
+// A strip still being built between frames would otherwise go on building in a view that
+// has let it go.
+void DeskStrips::leave(int first, int last)
+{
+    for (int row = first; row <= last; ++row)
+        m_rows[size_t(row)].near = false;
+    emit dataChanged(index(first), index(last), {NearRole});
+}
+
 int DeskStrips::rowCount(const QModelIndex &parent) const
 {
     return parent.isValid() ? 0 : int(m_rows.size());
@@ -213,6 +225,7 @@ QVariant DeskStrips::data(const QModelIndex &index, int role) const
     case StripYRole: return m_positions[size_t(row.strip)].y();
     case StripWidthRole: return m_widths[size_t(row.strip)];
     case EagerRole: return row.eager;
+    case NearRole: return row.near;
     case NameRole: return m_desk->text(strip.name);
     case ManufacturerRole: return m_desk->text(strip.manufacturer);
     case ModelNameRole: return m_desk->text(strip.modelName);
@@ -236,6 +249,7 @@ QHash<int, QByteArray> DeskStrips::roleNames() const
         {StripYRole, "stripY"},
         {StripWidthRole, "stripWidth"},
         {EagerRole, "eager"},
+        {NearRole, "near"},
         {NameRole, "name"},
         {ManufacturerRole, "manufacturer"},
         {ModelNameRole, "modelName"},

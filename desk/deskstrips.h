@@ -26,6 +26,7 @@ public:
         StripYRole,
         StripWidthRole,
         EagerRole,  // built at once: in view after a load or a new layout, not while scrolling
+        NearRole,   // false just before the row goes, so that a build under way stops first
         NameRole,
         ManufacturerRole,
         ModelNameRole,
@@ -77,6 +78,7 @@ private:
     {
         int strip;
         bool eager;
+        bool near = true;
         QVariantList continuous;
         QVariantList buttons;
     };
@@ -86,6 +88,7 @@ private:
     bool inView(int strip) const;
     Row rowFor(int strip, bool eager);
     void updateRows(bool eager);
+    void leave(int first, int last);
 
     OscDesk *m_desk;
     std::vector<QPointF> m_positions;

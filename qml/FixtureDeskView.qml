@@ -44,7 +44,8 @@ Rectangle {
         let inside = item
         while (inside && inside !== fixturesFlow)
             inside = inside.parent
-        if (!inside)
+        // Focus left on a strip's placeholder, as when its strip goes, is no control's.
+        if (!inside || item === fixturesFlow || item.parent === fixturesFlow)
             return
         const view = fixturesScroll.contentItem
         const top = item.mapToItem(fixturesFlow, 0, 0).y
@@ -149,6 +150,7 @@ Rectangle {
                         required property real stripY
                         required property real stripWidth
                         required property bool eager
+                        required property bool near
                         required property string name
                         required property string manufacturer
                         required property string modelName
@@ -165,6 +167,7 @@ Rectangle {
                         y: stripY
                         width: stripWidth
                         height: root.stripHeight
+                        active: near
                         asynchronous: !eager
                         sourceComponent: FixtureStrip {
                             name: stripLoader.name

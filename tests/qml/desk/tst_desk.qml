@@ -155,7 +155,7 @@ TestCase {
         const view = create(deskComponent, {})
         backend.fixtures = [fixture]
         let strip
-        tryVerify(() => (strip = DeskTesting.findAll(view, item => item.buttonColumns !== undefined)[0]) !== undefined)
+        tryVerify(() => (strip = DeskTesting.findAll(view, DeskTesting.isStrip)[0]) !== undefined)
         waitForRendering(strip)
         return strip
     }
