@@ -1,5 +1,6 @@
 #include "application.h"
 
+#include "oscdesk.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
 #include "oscscenarios.h"
@@ -21,6 +22,9 @@ int runOscEmulator(int argc, char *argv[], const QUrl &mainUrl)
     auto *monitor = new OscMonitor(backend->eventLog(), backend->sender(), &app);
     engine.rootContext()->setContextProperty(QStringLiteral("monitor"), monitor);
     engine.rootContext()->setContextProperty(QStringLiteral("scenarios"), new OscScenarios(backend->eventLog(), backend->sender(), backend->device(), monitor, &app));
+    auto *desk = new OscDesk(&app);
+    desk->follow(backend, monitor);
+    engine.rootContext()->setContextProperty(QStringLiteral("desk"), desk);
 
     QObject::connect(
             &engine, &QQmlApplicationEngine::objectCreated, &app,

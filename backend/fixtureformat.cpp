@@ -6,7 +6,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonParseError>
-#include <QMetaType>
 #include <QUuid>
 
 namespace FixtureFormat {
@@ -27,28 +26,22 @@ const QString kFixtures = QStringLiteral("fixtures");
 constexpr int kLowestChannel = 1;
 constexpr int kHighestChannel = Osc::kChannelCount;
 
-// A missing key takes the default; a present one goes through QVariant::toInt,
-// so anything that does not convert becomes 0 before the bounds apply.
-int wholeNumber(const QVariantMap &fixture, const QString &key, int whenMissing)
+// A missing key takes the default; a present one converts as QVariant::toInt does, so
+// anything that does not convert becomes 0 before the bounds apply.
+int wholeNumber(const QJsonObject &fixture, const QString &key, int whenMissing)
 {
     const auto it = fixture.constFind(key);
-    return it == fixture.constEnd() ? whenMissing : it->toInt();
-}
-
-bool isObject(const QVariant &value)
-{
-    const int type = value.typeId();
-    return type == QMetaType::QVariantMap || type == QMetaType::QVariantHash || type == QMetaType::QJsonObject;
+    return it == fixture.constEnd() ? whenMissing : it->toVariant().toInt();
 }
 
 } // namespace
 
-QVariantMap normalizeFixture(const QVariantMap &fixture)
+QJsonObject normalizeFixture(const QJsonObject &fixture)
 {
-    QVariantMap result = fixture;
+    QJsonObject result = fixture;
 
     // Null, objects and arrays have an empty text form, so they count as blank too.
-    if (fixture.value(kId).toString().trimmed().isEmpty())
+    if (fixture.value(kId).toVariant().toString().trimmed().isEmpty())
         result.insert(kId, QUuid::createUuid().toString(QUuid::WithoutBraces));
 
     // Text keys take their default only when missing: an empty name stays empty.
@@ -67,12 +60,12 @@ QVariantMap normalizeFixture(const QVariantMap &fixture)
     result.insert(kStartChannel, qBound(kLowestChannel, wholeNumber(fixture, kStartChannel, 1), kHighestChannel));
     result.insert(kChannelCount, qBound(kLowestChannel, wholeNumber(fixture, kChannelCount, 3), kHighestChannel));
 
-    const QVariant capabilities = fixture.value(kCapabilities);
-    result.insert(kCapabilities, isObject(capabilities) ? capabilities.toMap() : QVariantMap());
+    if (!fixture.value(kCapabilities).isObject())
+        result.insert(kCapabilities, QJsonObject());
     return result;
 }
 
-bool readFixtures(const QByteArray &json, QVariantList *fixtures, QString *error)
+bool readFixtures(const QByteArray &json, QJsonArray *fixtures, QString *error)
 {
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
@@ -86,24 +79,20 @@ bool readFixtures(const QByteArray &json, QVariantList *fixtures, QString *error
     }
 
     const QJsonArray elements = document.isArray() ? document.array() : document.object().value(kFixtures).toArray();
-    QVariantList result;
-    result.reserve(elements.size());
+    QJsonArray result;
     for (const QJsonValue &element : elements) {
         if (element.isObject())
-            result.append(normalizeFixture(element.toObject().toVariantMap()));
+            result.append(normalizeFixture(element.toObject()));
     }
     if (fixtures)
         *fixtures = result;
     return true;
 }
 
-QByteArray writeFixtures(const QVariantList &fixtures)
+QByteArray writeFixtures(const QJsonArray &fixtures)
 {
-    QJsonArray elements;
-    for (const QVariant &fixture : fixtures)
-        elements.append(QJsonObject::fromVariantMap(fixture.toMap()));
     QJsonObject document;
-    document.insert(kFixtures, elements);
+    document.insert(kFixtures, fixtures);
     return QJsonDocument(document).toJson(QJsonDocument::Indented);
 }
 

@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <QSaveFile>
 #include <QStandardPaths>
 
@@ -27,7 +28,7 @@ bool keepPreviousFile(const QString &path, const QString &backupPath, const QByt
     // Saving the same desk again keeps the copy of what was there before it.
     if (bytes == next)
         return true;
-    QVariantList fixtures;
+    QJsonArray fixtures;
     if (FixtureFormat::readFixtures(bytes, &fixtures, nullptr))
         *count = int(fixtures.size());
     QSaveFile backup(backupPath);
@@ -41,6 +42,16 @@ FixtureStore::FixtureStore(EventLog *log, QObject *parent)
     : QObject(parent)
     , m_log(log)
 {
+}
+
+QVariantList FixtureStore::fixtures() const
+{
+    return fixtureArray().toVariantList();
+}
+
+QJsonArray FixtureStore::fixtureArray() const
+{
+    return QJsonDocument::fromJson(m_fixtures).array();
 }
 
 QString FixtureStore::defaultFilePath()
@@ -76,7 +87,7 @@ void FixtureStore::load(const QString &filePath)
         return;
     }
 
-    QVariantList loaded;
+    QJsonArray loaded;
     QString parseError;
     if (!FixtureFormat::readFixtures(content, &loaded, &parseError)) {
         m_log->add(QStringLiteral("Error parsing fixtures JSON: %1").arg(parseError), QtCriticalMsg);
@@ -84,16 +95,20 @@ void FixtureStore::load(const QString &filePath)
         return;
     }
 
-    m_fixtures = loaded;
+    m_fixtures = QJsonDocument(loaded).toJson(QJsonDocument::Compact);
+    m_fixtureCount = int(loaded.size());
+    // The file and its parse are let go before those who follow the list build from it.
+    loaded = QJsonArray();
+    content = QByteArray();
     emit fixturesChanged();
-    m_log->add(QStringLiteral("Loaded %1 fixtures from %2").arg(QString::number(m_fixtures.size()), path),
+    m_log->add(QStringLiteral("Loaded %1 fixtures from %2").arg(QString::number(m_fixtureCount), path),
                   QtInfoMsg);
 }
 
 void FixtureStore::save(const QString &filePath)
 {
     const QString path = filePath.trimmed().isEmpty() ? defaultFilePath() : filePath;
-    const QByteArray json = FixtureFormat::writeFixtures(m_fixtures);
+    const QByteArray json = FixtureFormat::writeFixtures(fixtureArray());
     QDir().mkpath(QFileInfo(path).absolutePath());
 
     // Written beside the target and renamed over it on commit, so a failed write
@@ -115,11 +130,11 @@ void FixtureStore::save(const QString &filePath)
         emit errorOccurred(message);
         return;
     }
-    m_log->add(QStringLiteral("Saved %1 fixtures to %2").arg(QString::number(m_fixtures.size()), path),
+    m_log->add(QStringLiteral("Saved %1 fixtures to %2").arg(QString::number(m_fixtureCount), path),
                   QtInfoMsg);
-    if (previousCount > m_fixtures.size()) {
+    if (previousCount > m_fixtureCount) {
         m_log->add(QStringLiteral("Saved %1 fixtures over a file that held %2; the previous file is kept as %3")
-                              .arg(QString::number(m_fixtures.size()), QString::number(previousCount), backupPath),
+                              .arg(QString::number(m_fixtureCount), QString::number(previousCount), backupPath),
                       QtWarningMsg);
     }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+#include <QJsonArray>
 #include <QObject>
 #include <QString>
 #include <QVariantList>
@@ -14,7 +16,10 @@ class FixtureStore : public QObject
 public:
     explicit FixtureStore(EventLog *log, QObject *parent = nullptr);
 
-    const QVariantList &fixtures() const { return m_fixtures; }
+    QVariantList fixtures() const;
+    // The same list as JSON objects.
+    QJsonArray fixtureArray() const;
+    int fixtureCount() const { return m_fixtureCount; }
 
     // A missing, unreadable or invalid file leaves the list as it was.
     void load(const QString &filePath);
@@ -29,5 +34,8 @@ signals:
 
 private:
     EventLog *m_log;
-    QVariantList m_fixtures;
+    // The normalised list as compact JSON: a desk of thousands of controls keeps a few
+    // bytes a control here, where the same list as maps would take kilobytes.
+    QByteArray m_fixtures = QByteArrayLiteral("[]");
+    int m_fixtureCount = 0;
 };

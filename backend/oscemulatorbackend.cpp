@@ -76,6 +76,7 @@ int OscEmulatorBackend::oscTargetPort() const { return m_sender->targetPort(); }
 bool OscEmulatorBackend::sendIntValues() const { return m_sender->sendIntValues(); }
 bool OscEmulatorBackend::sendAsBundle() const { return m_sender->sendAsBundle(); }
 QVariantList OscEmulatorBackend::fixtures() const { return m_fixtureStore->fixtures(); }
+QJsonArray OscEmulatorBackend::fixtureArray() const { return m_fixtureStore->fixtureArray(); }
 
 void OscEmulatorBackend::setSelectedPortIndex(int index) { m_device->setSelectedPortIndex(index); }
 void OscEmulatorBackend::setSelectedDeviceIndex(int index) { m_device->setSelectedDeviceIndex(index); }

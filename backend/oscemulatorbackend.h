@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QHostAddress>
+#include <QJsonArray>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -64,6 +65,8 @@ public:
     bool sendIntValues() const;
     bool sendAsBundle() const;
     QVariantList fixtures() const;
+    // The same list as JSON objects, for the desk.
+    QJsonArray fixtureArray() const;
 
     void setSelectedPortIndex(int index);
     void setSelectedDeviceIndex(int index);

@@ -9,8 +9,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const QByteArray json(reinterpret_cast<const char *>(data), qsizetype(size));
-    const QVariantList sentinel{QStringLiteral("untouched")};
-    QVariantList first = sentinel;
+    const QJsonArray sentinel{QStringLiteral("untouched")};
+    QJsonArray first = sentinel;
     QString error;
     if (!FixtureFormat::readFixtures(json, &first, &error)) {
         FUZZ_CHECK(!error.isEmpty());
@@ -18,19 +18,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     }
 
-    for (const QVariant &value : first) {
-        const QVariantMap fixture = value.toMap();
-        FUZZ_CHECK(!fixture.value(QStringLiteral("id")).toString().trimmed().isEmpty());
-        FUZZ_CHECK(fixture.value(QStringLiteral("universe")).toInt() >= 0);
+    for (const QJsonValue &value : first) {
+        const QJsonObject fixture = value.toObject();
+        FUZZ_CHECK(!fixture.value(QStringLiteral("id")).toVariant().toString().trimmed().isEmpty());
+        FUZZ_CHECK(fixture.value(QStringLiteral("universe")).toInt(-1) >= 0);
         for (const char *key : {"startChannel", "channelCount"}) {
-            const QVariant bounded = fixture.value(QLatin1String(key));
-            FUZZ_CHECK(bounded.typeId() == QMetaType::Int && bounded.toInt() >= 1 && bounded.toInt() <= 512);
+            const int bounded = fixture.value(QLatin1String(key)).toInt(-1);
+            FUZZ_CHECK(bounded >= 1 && bounded <= 512);
         }
         FUZZ_CHECK(FixtureFormat::normalizeFixture(fixture) == fixture);
     }
 
     const QByteArray written = FixtureFormat::writeFixtures(first);
-    QVariantList second;
+    QJsonArray second;
     FUZZ_CHECK(FixtureFormat::readFixtures(written, &second, nullptr));
     FUZZ_CHECK(second.size() == first.size());
     FUZZ_CHECK(FixtureFormat::writeFixtures(second) == written);

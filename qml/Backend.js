@@ -9,6 +9,10 @@ function hasMonitor() {
     return typeof monitor !== "undefined" && monitor !== null
 }
 
+function hasDesk() {
+    return typeof desk !== "undefined" && desk !== null
+}
+
 function hasScenarios() {
     return typeof scenarios !== "undefined" && scenarios !== null
 }

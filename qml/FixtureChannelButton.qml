@@ -16,6 +16,9 @@ Rectangle {
     property string stringValue: ""
     // A momentary press whose off message is still owed (by a release or a cancel).
     property bool momentaryHeld: false
+    // The desk's record of this button (none for a button on its own): a toggle's state
+    // outlives the item, and feedback switches it there.
+    property var control: null
 
     function channelText() {
         if (argType === "none")
@@ -49,20 +52,11 @@ Rectangle {
         }
     }
 
-    // A toggle heard from the target: T or F, a number (zero is off), or its string. Sends
-    // nothing; a button held by the hand keeps its state.
-    function applyFeedback(tags, values) {
-        if (mode !== "toggle" || btn.pressed || tags === "")
-            return
-        const tag = tags.charAt(0)
-        if (oscAddress === "")
-            btn.checked = tags === "iii" && values[2] !== 0
-        else if (tag === "T" || tag === "F")
-            btn.checked = tag === "T"
-        else if (tag === "s" || tag === "S")
-            btn.checked = String(values[0]) === stringValue
-        else if ("ihfd".indexOf(tag) >= 0)
-            btn.checked = Number(values[0]) !== 0
+    // Takes up where the desk's record stands, sending nothing.
+    function attach(entry) {
+        if (btn.checkable)
+            btn.checked = entry.checked
+        control = entry
     }
 
     function beginMomentary() {
@@ -106,6 +100,14 @@ Rectangle {
             ToolTip.delay: 500
             ToolTip.text: root.toolTipText()
 
+            onCheckedChanged: {
+                if (root.control)
+                    root.control.checked = checked
+            }
+            onPressedChanged: {
+                if (root.control)
+                    root.control.held = pressed
+            }
             onClicked: {
                 if (root.mode === "toggle")
                     root.sendState(checked)
@@ -132,6 +134,15 @@ Rectangle {
             font.pixelSize: 8
             horizontalAlignment: Text.AlignHCenter
             Layout.fillWidth: true
+        }
+    }
+
+    Connections {
+        target: root.control
+
+        function onCheckedChanged() {
+            if (btn.checkable)
+                btn.checked = root.control.checked
         }
     }
 }

@@ -15,6 +15,9 @@ Rectangle {
     property real valueScale: 1.0
     property string argType: ""
     property int lastSentValue: -1
+    // The desk's record of this fader (none for a fader on its own): its position and
+    // last send outlive the item, and feedback moves it there.
+    property var control: null
 
     // Math.round rounds halves upward, as the sends require.
     function scaledValue(v) {
@@ -45,27 +48,11 @@ Rectangle {
         sendValue(valueSlider.value)
     }
 
-    // The level (0-255) of a value heard from the target. Its own type tag says its scale,
-    // whatever the fader sends: a float is 0.0-1.0 of the range, an int 0-127. NaN for any
-    // other tag.
-    function feedbackLevel(tag, value) {
-        if (tag === "f" || tag === "d")
-            return Number(value) * 255
-        if (tag === "i" || tag === "h")
-            return Number(value) * 255 / 127
-        return NaN
-    }
-
-    // A value heard from the target moves the fader (on /osc/channel, its third argument).
-    // Sends nothing; a fader held by the hand keeps its place.
-    function applyFeedback(tags, values) {
-        if (valueSlider.pressed)
-            return
-        const level = oscAddress === "" ? (tags === "iii" ? feedbackLevel("i", values[2]) : NaN)
-                                        : feedbackLevel(tags.charAt(0), values[0])
-        if (isNaN(level))
-            return
-        valueSlider.value = Math.min(255, Math.max(0, level / valueScale))
+    // Takes up where the desk's record stands, sending nothing.
+    function attach(entry) {
+        valueSlider.value = entry.value
+        lastSentValue = entry.lastSentValue
+        control = entry
     }
 
     function sendValue(v) {
@@ -93,6 +80,11 @@ Rectangle {
     border.color: Palette.border
     border.width: 1
 
+    onLastSentValueChanged: {
+        if (control)
+            control.lastSentValue = lastSentValue
+    }
+
     ColumnLayout {
         anchors.fill: parent
         anchors.margins: 4
@@ -113,9 +105,15 @@ Rectangle {
             Layout.fillHeight: true
 
             onMoved: root.noteMoved()
+            onValueChanged: {
+                if (root.control)
+                    root.control.value = value
+            }
             onPressedChanged: {
                 if (!pressed)
                     root.noteReleased()
+                if (root.control)
+                    root.control.held = pressed
             }
         }
 
@@ -127,6 +125,14 @@ Rectangle {
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.WordWrap
             Layout.fillWidth: true
+        }
+    }
+
+    Connections {
+        target: root.control
+
+        function onValueChanged() {
+            valueSlider.value = root.control.value
         }
     }
 

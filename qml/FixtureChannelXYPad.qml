@@ -15,6 +15,9 @@ Rectangle {
     property real xValue: 0.5
     property real yValue: 0.5
     property string lastSent: ""
+    // The desk's record of this pad (none for a pad on its own): its point and last
+    // send outlive the item, and feedback moves it there.
+    property var control: null
 
     function bounded01(v) {
         return Math.min(1, Math.max(0, v))
@@ -41,6 +44,8 @@ Rectangle {
         const value = valueAt(px, py)
         xValue = value.x
         yValue = value.y
+        if (control)
+            control.setPoint(xValue, yValue)
         if (!sendThrottle.running)
             sendThrottle.start()
     }
@@ -50,13 +55,12 @@ Rectangle {
         sendValue()
     }
 
-    // Two floats heard from the target place the knob. Sends nothing; a pad held by the
-    // hand keeps its place.
-    function applyFeedback(tags, values) {
-        if (padArea.pressed || tags.length < 2 || "fd".indexOf(tags.charAt(0)) < 0 || "fd".indexOf(tags.charAt(1)) < 0)
-            return
-        xValue = bounded01(Number(values[0]))
-        yValue = bounded01(Number(values[1]))
+    // Takes up where the desk's record stands, sending nothing.
+    function attach(entry) {
+        xValue = entry.xValue
+        yValue = entry.yValue
+        lastSent = entry.lastSentPair
+        control = entry
     }
 
     function sendValue() {
@@ -77,6 +81,11 @@ Rectangle {
     color: Palette.controlBackground
     border.color: Palette.border
     border.width: 1
+
+    onLastSentChanged: {
+        if (control)
+            control.lastSentPair = lastSent
+    }
 
     ColumnLayout {
         anchors.fill: parent
@@ -134,6 +143,10 @@ Rectangle {
                     if (pressed)
                         root.moveTo(mouse.x, mouse.y)
                 }
+                onPressedChanged: {
+                    if (root.control)
+                        root.control.held = pressed
+                }
                 onReleased: root.noteReleased()
                 onCanceled: root.noteReleased()
             }
@@ -156,6 +169,15 @@ Rectangle {
             font.pixelSize: 8
             horizontalAlignment: Text.AlignHCenter
             Layout.fillWidth: true
+        }
+    }
+
+    Connections {
+        target: root.control
+
+        function onPointChanged() {
+            root.xValue = root.control.xValue
+            root.yValue = root.control.yValue
         }
     }
 

@@ -10,38 +10,24 @@ Rectangle {
     id: root
 
     readonly property real stripHeight: stripHeightFor(fixturesScroll.availableHeight)
-    // Controls by the address they send to, built at the first feedback after a rebuild.
-    property var feedbackTargets: null
+    // The desk's strips near the view, placed as a Flow of them would be.
+    readonly property var strips: Backend.hasDesk() ? desk.strips : null
+    // What places the strips, and the part of them in view.
+    readonly property var layoutInput: [fixturesFlow.width, stripHeight, headerMeasure.implicitHeight]
+    readonly property var viewInput: [fixturesScroll.contentItem.contentY, fixturesScroll.contentItem.height]
 
     function stripHeightFor(available) {
         return Math.min(460, Math.max(300, available))
     }
 
-    // Every announcement rebuilds all strips, even for a list equal to the current one
-    // (a Repeater keeps its delegates for an equal model).
-    function rebuildStrips() {
-        feedbackTargets = null
-        stripRepeater.model = []
-        stripRepeater.model = Backend.hasBackend() ? backend.fixtures : []
+    function placeStrips() {
+        if (strips)
+            strips.setLayout(layoutInput[0], layoutInput[1], layoutInput[2])
     }
 
-    // What the target answers moves the controls that send to that address; /osc/channel
-    // moves the control without an address of that universe and channel.
-    function applyFeedback(address, tags, values) {
-        if (feedbackTargets === null) {
-            const targets = {}
-            for (let i = 0; i < stripRepeater.count; ++i) {
-                for (const control of stripRepeater.itemAt(i).controls) {
-                    const key = control.oscAddress !== "" ? control.oscAddress
-                                                          : "#" + control.universe + "/" + control.channel
-                    targets[key] = (targets[key] || []).concat([control])
-                }
-            }
-            feedbackTargets = targets
-        }
-        const key = address === "/osc/channel" && tags === "iii" ? "#" + values[0] + "/" + values[1] : address
-        for (const control of feedbackTargets[key] || [])
-            control.applyFeedback(tags, values)
+    function showView() {
+        if (strips)
+            strips.setView(viewInput[0], viewInput[1])
     }
 
     function loadFromUrl(url) {
@@ -58,7 +44,8 @@ Rectangle {
         let inside = item
         while (inside && inside !== fixturesFlow)
             inside = inside.parent
-        if (!inside)
+        // Focus left on a strip's placeholder, as when its strip goes, is no control's.
+        if (!inside || item === fixturesFlow || item.parent === fixturesFlow)
             return
         const view = fixturesScroll.contentItem
         const top = item.mapToItem(fixturesFlow, 0, 0).y
@@ -74,29 +61,20 @@ Rectangle {
     border.color: Palette.border
     border.width: 1
 
-    Component.onCompleted: rebuildStrips()
+    Component.onCompleted: {
+        placeStrips()
+        showView()
+    }
+    // Once for changes that come together (a resize changes width and height), and never
+    // from inside the layout pass that changed them.
+    onLayoutInputChanged: Qt.callLater(placeStrips)
+    onViewInputChanged: showView()
 
     Connections {
         target: root.Window.window
 
         function onActiveFocusItemChanged() {
             root.revealFocusedControl()
-        }
-    }
-
-    Connections {
-        target: Backend.hasMonitor() ? monitor : null
-
-        function onFeedback(address, tags, values) {
-            root.applyFeedback(address, tags, values)
-        }
-    }
-
-    Connections {
-        target: Backend.hasBackend() ? backend : null
-
-        function onFixturesChanged() {
-            root.rebuildStrips()
         }
     }
 
@@ -153,28 +131,67 @@ Rectangle {
             Layout.fillWidth: true
             Layout.fillHeight: true
 
-            Flow {
+            Item {
                 id: fixturesFlow
 
                 objectName: "fixturesFlow"
                 width: fixturesScroll.availableWidth
-                spacing: 8
+                height: root.strips ? root.strips.contentHeight : 0
 
                 Repeater {
-                    id: stripRepeater
+                    model: root.strips
 
-                    model: []
+                    // Strips out of view are built between frames; those in view after a
+                    // load or a new layout at once.
+                    delegate: Loader {
+                        id: stripLoader
 
-                    delegate: FixtureStrip {
-                        required property var modelData
+                        required property real stripX
+                        required property real stripY
+                        required property real stripWidth
+                        required property bool eager
+                        required property bool near
+                        required property string name
+                        required property string manufacturer
+                        required property string modelName
+                        required property string deviceType
+                        required property int universe
+                        required property int startChannel
+                        required property int channelCount
+                        required property var continuousControls
+                        required property var buttonControls
+                        required property int buttonColumns
+                        required property real padWidth
 
-                        fixture: modelData
-                        width: implicitWidth
+                        x: stripX
+                        y: stripY
+                        width: stripWidth
                         height: root.stripHeight
+                        active: near
+                        asynchronous: !eager
+                        sourceComponent: FixtureStrip {
+                            name: stripLoader.name
+                            manufacturer: stripLoader.manufacturer
+                            modelName: stripLoader.modelName
+                            deviceType: stripLoader.deviceType
+                            universe: stripLoader.universe
+                            startChannel: stripLoader.startChannel
+                            channelCount: stripLoader.channelCount
+                            continuousControls: stripLoader.continuousControls
+                            buttonControls: stripLoader.buttonControls
+                            buttonColumns: stripLoader.buttonColumns
+                            padWidth: stripLoader.padWidth
+                        }
                     }
                 }
             }
         }
+    }
+
+    FixtureStrip.Header {
+        id: headerMeasure
+
+        visible: false
     }
 
     FileDialog {

@@ -1,3 +1,6 @@
+#include "deskcontrol.h"
+#include "oscdesk.h"
+#include "oscmonitor.h"
 #include "testsupport.h"
 
 #include <QDir>
@@ -19,7 +22,7 @@ using namespace TestSupport;
 // The fixtures file: normalisation, the two document forms, and loading and saving
 // through the backend with every outcome as one log line; then hostile and unlucky
 // surroundings: huge and deep files, a read-only folder, a full disk, a working
-// directory gone. Nothing already held is lost.
+// directory gone. Nothing already held is lost. Last, the desk that a load builds.
 class TestFixtures : public QObject
 {
     Q_OBJECT
@@ -31,6 +34,8 @@ private slots:
     void loadAndSave();
     void logFileOnAFullDisk();
     void workingDirectoryGone();
+    void desk_data();
+    void desk();
 
 private:
     QTemporaryDir m_dir;
@@ -257,6 +262,84 @@ void TestFixtures::workingDirectoryGone()
     QCOMPARE(logLines(backend, 2).replaceInStrings(QRegularExpression(" (from|to|size=).*"), ""),
              (QStringList{"[INFO] Loaded 4 fixtures", "[INFO] OSC target port set", "[INFO] TX OSC /go ,,",
                           "[INFO] Saved 4 fixtures"}));
+}
+
+// The desk follows what the store loads: every control at its initial state, moved by
+// feedback with no item to show it (read by the message's own type), and reset by a
+// reload. Each row: messages ("address tags values...", "hold N" for control N held by
+// the hand, or "reload"), then the controls' states in channel order: faders /a (,f),
+// /h (,h) and one without an address, toggles /t (,T) and /s (text "go"), a momentary
+// /m, and pad /p.
+void TestFixtures::desk_data()
+{
+    QTest::addColumn<QStringList>("messages");
+    QTest::addColumn<QString>("states");
+    const QString initial = "0 0 0 off off off 0.5,0.5";
+    QTest::newRow("initial state") << QStringList{} << initial;
+    QTest::newRow("a float is 0-1 of the range, an int 0-127, whatever the fader's type")
+            << QStringList{"/a d 0.2", "/h f 0.5"} << "51 127.5 0 off off off 0.5,0.5";
+    QTest::newRow("int to a fader, bounded") << QStringList{"/a i 1", "/h h 200"} << "2.00787 255 0 off off off 0.5,0.5";
+    QTest::newRow("/osc/channel to the control without an address")
+            << QStringList{"/osc/channel iii 1 3 127", "/osc/channel iii 0 3 0"} << "0 0 255 off off off 0.5,0.5";
+    QTest::newRow("toggles: T, their text, a number; a momentary button keeps off")
+            << QStringList{"/t T", "/s s go", "/m T"} << "0 0 0 on on off 0.5,0.5";
+    QTest::newRow("toggles off: another text, zero") << QStringList{"/t T", "/t i 0", "/s s go", "/s s stop"} << initial;
+    QTest::newRow("pad: two floats, bounded") << QStringList{"/p ff 0.25 1.5"} << "0 0 0 off off off 0.25,1";
+    QTest::newRow("what a control cannot read is dropped")
+            << QStringList{"/a s 1", "/t", "/p f 0.1", "/p ii 1 1"} << initial;
+    QTest::newRow("a held fader keeps its place") << QStringList{"hold 0", "/a f 1", "/h f 1"} << "0 255 0 off off off 0.5,0.5";
+    QTest::newRow("a reload resets all") << QStringList{"/a f 1", "/t T", "/p ff 0 0", "reload"} << initial;
+}
+
+void TestFixtures::desk()
+{
+    QFETCH(QStringList, messages);
+    QFETCH(QString, states);
+
+    const QString path = m_dir.filePath("desk.json");
+    QVERIFY(writeBytes(path, R"([{"universe": 1, "channelCount": 7, "capabilities": {"channels": {
+        "1": {"oscAddress": "/a", "argType": "f"}, "2": {"oscAddress": "/h", "argType": "h"},
+        "4": {"controlType": "button", "oscAddress": "/t", "argType": "T"},
+        "5": {"controlType": "button", "oscAddress": "/s", "argType": "s", "stringValue": "go"},
+        "6": {"controlType": "button", "mode": "momentary", "oscAddress": "/m"},
+        "7": {"controlType": "xy", "oscAddress": "/p"}}}}])"));
+    OscEmulatorBackend backend;
+    OscMonitor monitor(backend.eventLog(), backend.sender());
+    OscDesk desk;
+    desk.follow(&backend, &monitor);
+    backend.loadFixturesFromFile(path);
+    for (const QString &message : messages) {
+        QStringList words = message.split(' ');
+        if (words.first() == "reload") {
+            backend.loadFixturesFromFile(path);
+        } else if (words.first() == "hold") {
+            desk.controlObjects(0).at(words.at(1).toInt())->setHeld(true);
+        } else {
+            const QString address = words.takeFirst();
+            const QString tags = words.isEmpty() ? QString() : words.takeFirst();
+            QVariantList values;
+            for (int i = 0; i < tags.size(); ++i) {
+                const QString word = words.value(i);
+                switch (tags.at(i).toLatin1()) {
+                case 'i': values << word.toInt(); break;
+                case 'h': values << word.toLongLong(); break;
+                case 'f': values << word.toFloat(); break;
+                case 'd': values << word.toDouble(); break;
+                case 'T': values << true; break;
+                default: values << word;
+                }
+            }
+            emit monitor.feedback(address, tags, values);
+        }
+    }
+    QStringList held;
+    for (int i = 0; i < desk.controlCount(); ++i) {
+        const OscDesk::Control &control = desk.control(i);
+        held << (control.kind == OscDesk::Kind::Fader  ? QString::number(control.value)
+                 : control.kind == OscDesk::Kind::XYPad ? QString::number(control.x) + ',' + QString::number(control.y)
+                                                        : QString(control.checked ? "on" : "off"));
+    }
+    QCOMPARE(held.join(' '), states);
 }
 
 QTEST_GUILESS_MAIN(TestFixtures)

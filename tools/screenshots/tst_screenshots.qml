@@ -12,8 +12,11 @@ TestCase {
         return findChild(mainWindow.contentItem, name)
     }
 
+    // Once its strip is built.
     function control(stripName, label) {
-        return DeskTesting.control(mainWindow.contentItem, stripName, label)
+        let found = null
+        tryVerify(() => (found = DeskTesting.control(mainWindow.contentItem, stripName, label)) !== null)
+        return found
     }
 
     // The whole X screen, cut to the window (Xvfb has no window manager: it sits at 0,0).

@@ -8,8 +8,14 @@ function findAll(item, matches) {
     return found
 }
 
-// The control labelled `label` on the strip named `stripName` under item.
+// A built strip (not the placeholder that builds it).
+function isStrip(item) {
+    return item.configure !== undefined && item.buttonColumns !== undefined
+}
+
+// The control labelled `label` on the strip named `stripName` under item, or null while
+// that strip is not built.
 function control(item, stripName, label) {
-    const strip = findAll(item, child => child.buttonColumns !== undefined && child.name === stripName)[0]
-    return findAll(strip, child => child.channel !== undefined && child.label === label)[0]
+    const strip = findAll(item, child => isStrip(child) && child.name === stripName)[0]
+    return strip ? findAll(strip, child => child.channel !== undefined && child.label === label)[0] || null : null
 }

@@ -2,6 +2,7 @@ import QtQuick
 import QtTest
 import "qrc:/"
 import "qrc:/Rules.js" as Rules
+import "DeskTesting.js" as DeskTesting
 
 // The desk's controls and strips on their own, against a backend that records calls.
 TestCase {
@@ -38,21 +39,11 @@ TestCase {
             { tag: "unknown, repeats", argType: "x", address: "/a", values: [127.5, 128.2, 200.4, 128],
               expected: 'sendOscToAddress("/a",128) sendOscToAddress("/a",200) sendOscToAddress("/a",128)' },
             { tag: "no address", argType: "i", address: "", values: [128], expected: "sendOscChannel(2,7,128)" },
-            // Feedback: the message's own type says its scale, whatever the fader sends; nothing goes out.
-            { tag: "feedback f to h", argType: "h", address: "/a", feedback: ["f", [0.5]], level: 127.5 },
-            { tag: "feedback d to i", argType: "i", address: "/a", feedback: ["d", [0.2]], level: 0.2 * 255 },
-            { tag: "feedback i to f", argType: "f", address: "/a", feedback: ["i", [64]], level: 64 * 255 / 127 },
-            { tag: "feedback h to no type", argType: "", address: "/a", feedback: ["h", [127]], level: 255 },
         ]
     }
 
     function test_fader(data) {
         const fader = create(faderComponent, { universe: 2, channel: 7, oscAddress: data.address, argType: data.argType })
-        if (data.feedback) {
-            fader.applyFeedback(data.feedback[0], data.feedback[1])
-            compare([findChild(fader, "valueSlider").value, sent().length], [data.level, 0])
-            return
-        }
         data.values.forEach(value => fader.sendValue(value))
         compare(sent().join(" "), data.expected)
     }
@@ -159,19 +150,40 @@ TestCase {
                          'sendOscTyped("/xy","ff",[0.124,1])'])
     }
 
-    // At most four buttons a row, in as few rows as hold them, evenly filled.
-    function test_strip_button_grid_data() {
-        return "1x1 2x1 3x1 4x1 3x2 3x2 4x2 4x2 3x3 4x3".split(" ").map((shape, i) =>
-            ({ tag: (i + 1) + " buttons", count: i + 1, shape: shape.split("x").map(Number) }))
+    // A desk of one fixture; its strip once built.
+    function stripOf(fixture) {
+        const view = create(deskComponent, {})
+        backend.fixtures = [fixture]
+        let strip
+        tryVerify(() => (strip = DeskTesting.findAll(view, DeskTesting.isStrip)[0]) !== undefined)
+        waitForRendering(strip)
+        return strip
     }
 
-    function test_strip_button_grid(data) {
+    // At most four buttons a row, in as few rows as hold them, evenly filled. The strip is
+    // as wide as its fader row and grid need, a pad as wide as the row is high (at least 140).
+    function test_strip_layout_data() {
+        const rows = "1x1 2x1 3x1 4x1 3x2 3x2 4x2 4x2 3x3 4x3".split(" ").map((shape, i) =>
+            ({ tag: (i + 1) + " buttons", buttons: i + 1, shape: shape.split("x").map(Number) }))
+        return rows.concat([
+            { tag: "6 faders, 2 pads, 9 buttons", faders: 6, pads: 2, buttons: 9, shape: [3, 3] },
+            { tag: "2 pads, no buttons", pads: 2, shape: [1, 0] },
+            { tag: "1 fader", faders: 1, shape: [1, 0] },
+        ])
+    }
+
+    function test_strip_layout(data) {
         const channels = {}
-        for (let i = 1; i <= data.count; ++i)
-            channels[i] = { controlType: "button" }
-        const grid = findChild(create(stripComponent, { fixture: { channelCount: data.count, capabilities: { channels: channels } } }),
-                               "buttonGrid")
-        compare([grid.columns, Math.ceil(data.count / grid.columns)], data.shape)
+        const kinds = Array(data.faders || 0).fill("fader").concat(Array(data.pads || 0).fill("xy"),
+                                                                     Array(data.buttons || 0).fill("button"))
+        kinds.forEach((kind, i) => channels[i + 1] = { controlType: kind })
+        const strip = stripOf({ channelCount: kinds.length, capabilities: { channels: channels } })
+        const grid = findChild(strip, "buttonGrid")
+        const row = findChild(strip, "continuousRow")
+        compare([grid.columns, Math.ceil((data.buttons || 0) / grid.columns)], data.shape)
+        compare(strip.width, Math.max(170, row.visible ? row.implicitWidth : 0, grid.visible ? grid.implicitWidth : 0) + 16)
+        for (const pad of DeskTesting.findAll(row, item => item.xValue !== undefined))
+            compare(pad.width, Math.max(140, row.height))
     }
 
     // A missing key takes the fallback; a key present with null shows empty text.
@@ -183,7 +195,7 @@ TestCase {
     }
 
     function test_strip_header(data) {
-        const strip = create(stripComponent, { fixture: data.fixture })
+        const strip = stripOf(data.fixture)
         compare(["nameText", "subtitleText", "rangeText"].map(name => findChild(strip, name).text), data.texts)
     }
 
@@ -213,5 +225,5 @@ TestCase {
     Component { id: buttonComponent; FixtureChannelButton { x: 40; y: 40 } }
     // A pad 200 px wide.
     Component { id: padComponent; FixtureChannelXYPad { x: 100; y: 100; width: 208; height: 210 } }
-    Component { id: stripComponent; FixtureStrip { width: implicitWidth; height: 360 } }
+    Component { id: deskComponent; FixtureDeskView { width: 1400; height: 600 } }
 }

@@ -35,9 +35,11 @@ TestCase {
         testTools.writeFile(testTools.configFolder + "/ui.ini", "")
     }
 
-    // The button itself for a button, else the control.
+    // The button itself for a button, else the control, once its strip is built.
     function control(stripName, label) {
-        const found = DeskTesting.control(mainWindow.contentItem, stripName, label)
+        let found = null
+        tryVerify(() => (found = DeskTesting.control(mainWindow.contentItem, stripName, label)) !== null,
+                  5000, stripName + " " + label)
         return findChild(found, "btn") || found
     }
 
@@ -158,17 +160,21 @@ TestCase {
         verify(monitor.running)
         const answer = (...words) => compare(testTools.run("oscsend", ["127.0.0.1", String(monitor.port)].concat(words)), 0)
 
-        const volume = findChild(control("Deck 1", "Volume"), "valueSlider")
-        const eqHi = findChild(control("Deck 1", "EQ Hi"), "valueSlider")
-        const play = control("Deck 1", "Play")
-        const pad = control("Deck 1", "Jog")
-        const green = findChild(control("Booth Light", "G"), "valueSlider")
         answer("/deck1/volume", "f", "0.5")
         answer("/deck1/eq/high", "i", "127")
         answer("/deck1/play", "T")
         answer("/deck1/jog", "ff", "0.25", "1.0")
         answer("/osc/channel", "iii", "1", "2", "127")
-        tryCompare(green, "value", 255)
+        // The last strip, out of view, is built when scrolled to, and Deck 1's again when
+        // scrolled back: each shows what came meanwhile.
+        const view = child("fixturesScroll").contentItem
+        view.contentY = view.contentHeight - view.height
+        tryCompare(findChild(control("Booth Light", "G"), "valueSlider"), "value", 255)
+        view.contentY = 0
+        const volume = findChild(control("Deck 1", "Volume"), "valueSlider")
+        const eqHi = findChild(control("Deck 1", "EQ Hi"), "valueSlider")
+        const play = control("Deck 1", "Play")
+        const pad = control("Deck 1", "Jog")
         compare([volume.value, eqHi.value, play.checked, pad.xValue, pad.yValue], [127.5, 255, true, 0.25, 1])
         compare(child("monitorRows").count, 5)
         wait(100)
@@ -495,6 +501,40 @@ TestCase {
             const top = slider.mapToItem(view, 0, 0).y
             verify(top >= 0 && top + slider.height <= view.height, "focused fader at " + top)
         }
+    }
+
+    // A desk many screens high: a fader moved at the bottom keeps its place when its strip
+    // is scrolled away (and destroyed) and back, and its one send is not sent again, not
+    // even by a click on the same spot.
+    function test_scrolledAwayAndBack() {
+        if (!testTools.isInstalled("oscdump"))
+            skip("liblo-tools is not installed")
+        const fixtures = []
+        for (let i = 0; i < 60; ++i)
+            fixtures.push({ name: "F" + i, capabilities: { channels: { "1": { label: "V", oscAddress: "/f" + i, argType: "f" } } } })
+        verify(testTools.writeFile(testTools.configFolder + "/osc_fixtures.json", JSON.stringify({ fixtures: fixtures })))
+        backend.oscTargetHost = "127.0.0.1"
+        backend.oscTargetPort = testTools.startOscDump()
+        openWindow()
+        mouseClick(child("reloadButton"))
+        const view = child("fixturesScroll").contentItem
+        verify(view.contentHeight > 3 * mainWindow.height, view.contentHeight)
+        const bottom = view.contentHeight - view.height
+        view.contentY = bottom
+        const slider = () => findChild(control("F59", "V"), "valueSlider")
+        waitForRendering(slider())
+        mouseClick(slider(), slider().width / 2, slider().height / 4)
+        const moved = slider().value
+        verify(moved > 150, moved)
+        compare(heard(1).length, 1)
+        view.contentY = 0
+        tryVerify(() => DeskTesting.control(mainWindow.contentItem, "F59", "V") === null)
+        view.contentY = bottom
+        compare(slider().value, moved)
+        waitForRendering(slider())
+        mouseClick(slider(), slider().width / 2, slider().height / 4)
+        verify(!testTools.waitForOscDump(1, 300), testTools.oscDumpMessages.join(" | "))
+        testTools.stopOscDump()
     }
 
     name: "MainWindow"

@@ -1,0 +1,323 @@
+#include "oscdesk.h"
+
+#include "deskcontrol.h"
+#include "deskstrips.h"
+#include "oscemulatorbackend.h"
+#include "oscmonitor.h"
+
+#include <QJsonObject>
+
+#include <cmath>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+namespace {
+
+const QString kChannelAddress = QStringLiteral("/osc/channel");
+
+quint64 channelKey(int universe, int channel)
+{
+    return (quint64(quint32(universe)) << 32) | quint32(channel);
+}
+
+// A key present with null reads as 0 or empty text; the fallback is for a missing key.
+int wholeNumber(const QJsonObject &fixture, const QString &key, int fallback)
+{
+    const auto it = fixture.constFind(key);
+    return it == fixture.constEnd() ? fallback : it->toVariant().toInt();
+}
+
+QString textOf(const QJsonObject &fixture, const QString &key, const QString &fallback)
+{
+    const auto it = fixture.constFind(key);
+    return it == fixture.constEnd() ? fallback : it->toVariant().toString();
+}
+
+// An entry's value counts when present and neither null nor empty text.
+bool isGiven(const QJsonValue &value)
+{
+    return !value.isUndefined() && !value.isNull() && !(value.isString() && value.toString().isEmpty());
+}
+
+// Texts go into one pool; the few that repeat (argument types, modes, a button's text)
+// are kept once.
+class TextPool
+{
+public:
+    OscDesk::Text add(const QString &text)
+    {
+        const OscDesk::Text added{quint32(m_pool.size()), quint32(text.size())};
+        m_pool += text;
+        return added;
+    }
+
+    OscDesk::Text shared(const QString &text)
+    {
+        const auto it = m_shared.constFind(text);
+        if (it != m_shared.constEnd())
+            return *it;
+        return *m_shared.insert(text, add(text));
+    }
+
+    QString take()
+    {
+        m_pool.squeeze();
+        return std::move(m_pool);
+    }
+
+private:
+    QString m_pool;
+    QHash<QString, OscDesk::Text> m_shared;
+};
+
+OscDesk::Control controlFor(const QJsonObject &entry, int position, bool rgb, TextPool &texts)
+{
+    OscDesk::Control control;
+    const QString type = entry.value(QLatin1String("controlType")).toString();
+    control.kind = type == QLatin1String("button") ? OscDesk::Kind::Button
+                 : type == QLatin1String("xy")     ? OscDesk::Kind::XYPad
+                                                   : OscDesk::Kind::Fader;
+    const QJsonValue label = entry.value(QLatin1String("label"));
+    if (isGiven(label))
+        control.label = texts.add(label.toVariant().toString());
+    else if (rgb && position < 3)
+        control.label = texts.shared(QString(QLatin1Char("RGB"[position])));
+    const QJsonValue address = entry.value(QLatin1String("oscAddress"));
+    if (isGiven(address))
+        control.oscAddress = texts.add(address.toVariant().toString());
+    const QJsonValue argType = entry.value(QLatin1String("argType"));
+    if (control.kind != OscDesk::Kind::XYPad && isGiven(argType))
+        control.argType = texts.shared(argType.toVariant().toString());
+    if (control.kind == OscDesk::Kind::Button) {
+        const QJsonValue modeValue = entry.value(QLatin1String("mode"));
+        const QString mode = isGiven(modeValue) ? modeValue.toVariant().toString() : QStringLiteral("toggle");
+        control.mode = texts.shared(mode);
+        control.toggle = mode == QLatin1String("toggle");
+        const QJsonValue stringValue = entry.value(QLatin1String("stringValue"));
+        if (isGiven(stringValue))
+            control.stringValue = texts.shared(stringValue.toVariant().toString());
+    }
+    return control;
+}
+
+enum class Moved { Nothing, Value, Checked, Point };
+
+bool isNumberTag(QChar tag)
+{
+    return tag == QLatin1Char('i') || tag == QLatin1Char('h') || tag == QLatin1Char('f') || tag == QLatin1Char('d');
+}
+
+bool isFloatTag(QChar tag)
+{
+    return tag == QLatin1Char('f') || tag == QLatin1Char('d');
+}
+
+// What one message does to one control. A fader reads a float as 0.0-1.0 of its range
+// and an int as 0-127, whatever its own argument type; on /osc/channel the third
+// argument is that int.
+Moved moveByFeedback(OscDesk::Control &control, QStringView stringValue, const QString &tags,
+                     const QVariantList &values)
+{
+    if (tags.isEmpty() || control.held)
+        return Moved::Nothing;
+    const bool generic = control.oscAddress.size == 0;
+    const QChar tag = generic ? QLatin1Char('i') : tags.at(0);
+    const QVariant first = generic ? values.value(2) : values.value(0);
+    if (generic && tags != QLatin1String("iii"))
+        return Moved::Nothing;
+    switch (control.kind) {
+    case OscDesk::Kind::Fader: {
+        if (!isNumberTag(tag))
+            return Moved::Nothing;
+        const double number = first.toDouble();
+        if (std::isnan(number))
+            return Moved::Nothing;
+        control.value = qBound(0.0, isFloatTag(tag) ? number * 255 : number * 255 / 127, 255.0);
+        return Moved::Value;
+    }
+    case OscDesk::Kind::Button:
+        if (!control.toggle)
+            return Moved::Nothing;
+        if (tag == QLatin1Char('T') || tag == QLatin1Char('F'))
+            control.checked = tag == QLatin1Char('T');
+        else if (tag == QLatin1Char('s') || tag == QLatin1Char('S'))
+            control.checked = first.toString() == stringValue;
+        else if (isNumberTag(tag))
+            control.checked = first.toDouble() != 0;
+        else
+            return Moved::Nothing;
+        return Moved::Checked;
+    case OscDesk::Kind::XYPad: {
+        if (tags.size() < 2 || !isFloatTag(tags.at(0)) || !isFloatTag(tags.at(1)))
+            return Moved::Nothing;
+        const double x = values.value(0).toDouble();
+        const double y = values.value(1).toDouble();
+        if (std::isnan(x) || std::isnan(y))
+            return Moved::Nothing;
+        control.x = qBound(0.0, x, 1.0);
+        control.y = qBound(0.0, y, 1.0);
+        return Moved::Point;
+    }
+    }
+    return Moved::Nothing;
+}
+
+} // namespace
+
+OscDesk::OscDesk(QObject *parent) : QObject(parent), m_strips(new DeskStrips(this))
+{
+}
+
+OscDesk::~OscDesk() = default;
+
+QObject *OscDesk::strips()
+{
+    return m_strips;
+}
+
+void OscDesk::follow(OscEmulatorBackend *store, OscMonitor *monitor)
+{
+    connect(store, &OscEmulatorBackend::fixturesChanged, this, [this, store] { setFixtures(store->fixtureArray()); });
+    connect(monitor, &OscMonitor::feedback, this, &OscDesk::applyFeedback);
+    setFixtures(store->fixtureArray());
+}
+
+void OscDesk::setFixtures(QJsonArray fixtures)
+{
+    std::vector<Strip> strips;
+    std::vector<Control> controls;
+    TextPool texts;
+    strips.reserve(size_t(fixtures.size()));
+    // The store bounds the count to 1..512; a list from elsewhere may not be bounded.
+    const auto countOf = [](const QJsonObject &fixture) {
+        return qBound(0, wholeNumber(fixture, QStringLiteral("channelCount"), 1), 512);
+    };
+    size_t total = 0;
+    for (const QJsonValue &fixture : std::as_const(fixtures))
+        total += size_t(countOf(fixture.toObject()));
+    controls.reserve(total);
+
+    for (const QJsonValue &value : std::as_const(fixtures)) {
+        const QJsonObject fixture = value.toObject();
+        Strip strip;
+        const QString deviceType = textOf(fixture, QStringLiteral("deviceType"), QStringLiteral("Generic"));
+        strip.name = texts.add(textOf(fixture, QStringLiteral("name"), QStringLiteral("Fixture")));
+        strip.manufacturer = texts.shared(textOf(fixture, QStringLiteral("manufacturer"), QString()));
+        strip.modelName = texts.shared(textOf(fixture, QStringLiteral("model"), QString()));
+        strip.deviceType = texts.shared(deviceType);
+        strip.universe = wholeNumber(fixture, QStringLiteral("universe"), 0);
+        strip.startChannel = wholeNumber(fixture, QStringLiteral("startChannel"), 1);
+        strip.channelCount = countOf(fixture);
+        strip.firstControl = int(controls.size());
+        const QJsonObject channels =
+                fixture.value(QLatin1String("capabilities")).toObject().value(QLatin1String("channels")).toObject();
+        const bool rgb = deviceType.contains(QLatin1String("rgb"), Qt::CaseInsensitive);
+        for (int i = 0; i < strip.channelCount; ++i) {
+            const int channel = strip.startChannel + i;
+            Control control = controlFor(channels.value(QString::number(channel)).toObject(), i, rgb, texts);
+            control.universe = strip.universe;
+            control.channel = channel;
+            control.strip = int(strips.size());
+            (control.kind == Kind::Fader ? strip.faders : control.kind == Kind::XYPad ? strip.pads : strip.buttons)++;
+            controls.push_back(std::move(control));
+        }
+        strips.push_back(std::move(strip));
+    }
+    // The parsed document goes, and what stays is copied into the room it leaves: a large
+    // list's parse would otherwise leave megabytes of freed heap pinned by what stays.
+    fixtures = QJsonArray();
+    strips = std::vector<Strip>(strips);
+    controls = std::vector<Control>(controls);
+    QString pool = texts.take();
+    pool = QString(pool.constData(), pool.size());
+
+    QList<DeskControl *> objects;
+    for (Control &control : m_controls) {
+        if (control.object) {
+            control.object->detach();
+            objects.append(control.object);
+        }
+    }
+    m_strips->reload([&] {
+        m_stripList = std::move(strips);
+        m_controls = std::move(controls);
+        m_texts = std::move(pool);
+        m_byAddress.clear();
+        m_byChannel.clear();
+        m_byAddress.reserve(qsizetype(m_controls.size()));
+        for (int i = 0; i < int(m_controls.size()); ++i) {
+            const Control &control = m_controls[size_t(i)];
+            if (control.oscAddress.size == 0)
+                m_byChannel.insert(channelKey(control.universe, control.channel), i);
+            else
+                m_byAddress.insert(view(control.oscAddress), i);
+        }
+    });
+    // After the items that showed them, which the reload released first.
+    for (DeskControl *object : objects)
+        object->deleteLater();
+#ifdef __GLIBC__
+    // glibc keeps freed heap pages until asked.
+    malloc_trim(0);
+#endif
+    emit loaded();
+}
+
+void OscDesk::applyFeedback(const QString &address, const QString &tags, const QVariantList &values)
+{
+    const auto apply = [&](int index) {
+        Control &control = m_controls[size_t(index)];
+        const Moved moved = moveByFeedback(control, view(control.stringValue), tags, values);
+        if (!control.object || moved == Moved::Nothing)
+            return;
+        if (moved == Moved::Value)
+            emit control.object->valueChanged();
+        else if (moved == Moved::Checked)
+            emit control.object->checkedChanged();
+        else
+            emit control.object->pointChanged();
+    };
+    if (address == kChannelAddress && tags == QLatin1String("iii")) {
+        const auto [first, last] = m_byChannel.equal_range(channelKey(values.value(0).toInt(), values.value(1).toInt()));
+        for (auto it = first; it != last; ++it)
+            apply(it.value());
+        return;
+    }
+    const auto [first, last] = m_byAddress.equal_range(QStringView(address));
+    for (auto it = first; it != last; ++it)
+        apply(it.value());
+}
+
+QList<DeskControl *> OscDesk::controlObjects(int strip)
+{
+    const Strip &s = m_stripList.at(size_t(strip));
+    QList<DeskControl *> objects;
+    objects.reserve(s.channelCount);
+    for (int i = s.firstControl; i < s.firstControl + s.channelCount; ++i) {
+        Control &control = m_controls[size_t(i)];
+        if (!control.object)
+            control.object = new DeskControl(this, i, this);
+        objects.append(control.object);
+    }
+    return objects;
+}
+
+void OscDesk::releaseStrip(int strip)
+{
+    const Strip &s = m_stripList.at(size_t(strip));
+    for (int i = s.firstControl; i < s.firstControl + s.channelCount; ++i) {
+        Control &control = m_controls[size_t(i)];
+        if (control.object)
+            std::exchange(control.object, nullptr)->deleteLater();
+    }
+}
+
+void OscDesk::setHeld(int index, bool held)
+{
+    Control &control = m_controls[size_t(index)];
+    control.held = held;
+    m_stripList[size_t(control.strip)].heldControls += held ? 1 : -1;
+    emit heldChanged(control.strip);
+}
