@@ -1,5 +1,6 @@
 #include "application.h"
 
+#include "deskeditor.h"
 #include "oscdesk.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
@@ -25,6 +26,9 @@ int runOscEmulator(int argc, char *argv[], const QUrl &mainUrl)
     auto *desk = new OscDesk(&app);
     desk->follow(backend, monitor);
     engine.rootContext()->setContextProperty(QStringLiteral("desk"), desk);
+    auto *editor = new DeskEditor(backend->fixtureStore(), desk, backend->eventLog(), &app);
+    editor->follow(monitor);
+    engine.rootContext()->setContextProperty(QStringLiteral("deskEditor"), editor);
 
     QObject::connect(
             &engine, &QQmlApplicationEngine::objectCreated, &app,

@@ -1,6 +1,7 @@
 #include "commandline.h"
 
 #include "defaults.h"
+#include "headlesslearn.h"
 #include "headlessmonitor.h"
 #include "headlessrun.h"
 #include "interruption.h"
@@ -9,6 +10,7 @@
 #include <QCoreApplication>
 #include <QHostAddress>
 #include <QLoggingCategory>
+#include <QTimer>
 
 #include <cstdio>
 #include <limits>
@@ -18,6 +20,7 @@ constexpr int kUsageError = 2;
 
 constexpr const char *kUsage =
         "Usage: %s [--monitor PORT [--count N] [--json]]\n"
+        "       %s --learn PORT --seconds N --out FILE\n"
         "       %s --run FILE... [--target HOST:PORT] [--device-port PORT] [--monitor-port PORT] [--junit FILE]\n"
         "          [--debug-log FILE]\n"
         "       %s --help | --version\n";
@@ -33,7 +36,8 @@ constexpr Option kOwnOptions[] = {{"monitor", true},     {"count", true},       
                                   {"run", false},        {"target", true},       {"device-port", true},
                                   {"monitor-port", true}, {"junit", true},       {"debug-log", true},
                                   {"help", false},       {"h", false},           {"version", false},
-                                  {"v", false}};
+                                  {"v", false},          {"learn", true},        {"seconds", true},
+                                  {"out", true}};
 // Qt's own, which the desk's application takes off the command line (with one dash or two).
 constexpr Option kQtOptions[] = {{"platform", true},   {"platformpluginpath", true}, {"platformtheme", true},
                                  {"plugin", true},     {"qwindowgeometry", true},    {"qwindowicon", true},
@@ -107,7 +111,7 @@ QByteArray programName(const char *argv0)
 int usageError(const QString &reason, const QByteArray &program)
 {
     std::fprintf(stderr, "%s\n", qPrintable(reason));
-    std::fprintf(stderr, kUsage, program.constData(), program.constData(), program.constData());
+    std::fprintf(stderr, kUsage, program.constData(), program.constData(), program.constData(), program.constData());
     std::fprintf(stderr, "Try '%s --help'.\n", program.constData());
     return kUsageError;
 }
@@ -152,6 +156,38 @@ int runMonitor(QCoreApplication &app, const QString &portText, const QString &co
     QObject::connect(&interruption, &Interruption::requested, &app, [] { QCoreApplication::exit(0); });
     return app.exec();
 }
+int runLearn(QCoreApplication &app, const QString &portText, const QString &secondsText, const QString &out)
+{
+    const std::optional<int> port = numberIn(portText, 1, 65535);
+    if (!port)
+        return usageError(QStringLiteral("--learn needs a UDP port from 1 to 65535, not '%1'.").arg(portText));
+    const std::optional<int> seconds = numberIn(secondsText, 1, 24 * 3600);
+    if (!seconds)
+        return usageError(QStringLiteral("--seconds needs a whole number from 1 to 86400, not '%1'.").arg(secondsText));
+    if (out.isEmpty())
+        return usageError(QStringLiteral("--learn needs --out FILE, the fixtures file to write."));
+    HeadlessLearn learn;
+    QString error;
+    if (!learn.open(out, quint16(*port), &error)) {
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+        return kUsageError;
+    }
+    std::fprintf(stderr, "Learning OSC on UDP port %d for %d s\n", *port, *seconds);
+    std::fflush(stderr);
+    QTimer::singleShot(*seconds * 1000, &app, [] { QCoreApplication::exit(0); });
+    // Ctrl-C and SIGTERM end the listening early; what was learned is written.
+    const Interruption interruption;
+    QObject::connect(&interruption, &Interruption::requested, &app, [] { QCoreApplication::exit(0); });
+    app.exec();
+    int learned = 0;
+    if (!learn.finish(&learned, &error)) {
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+        return kUsageError;
+    }
+    std::fprintf(stderr, "Learned %d controls into %s\n", learned, qPrintable(out));
+    return 0;
+}
+
 // "HOST:PORT", the host a numeric address ("[::1]:8000" for IPv6).
 std::optional<std::pair<QString, int>> hostAndPort(const QString &text)
 {
@@ -181,7 +217,8 @@ std::optional<int> runCommandLine(int argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
             "A virtual OSC control desk. Without options it opens the desk. Without a window: --monitor prints every "
-            "OSC message that arrives on a UDP port; --run plays scenario files against the target and says whether "
+            "OSC message that arrives on a UDP port; --learn builds a fixtures file from the addresses the target "
+            "announces; --run plays scenario files against the target and says whether "
             "their expectations held (exit code 0 when all did, 1 when one failed, 2 when they could not run)."));
     parser.addHelpOption();
     parser.addVersionOption();
@@ -211,6 +248,15 @@ std::optional<int> runCommandLine(int argc, char *argv[])
                                             QStringLiteral("With --run: write the debug log to <file> (none is "
                                                            "written otherwise)."),
                                             QStringLiteral("file"));
+    const QCommandLineOption learnOption(QStringLiteral("learn"),
+                                         QStringLiteral("Learn a control for every address heard on UDP <port>."),
+                                         QStringLiteral("port"));
+    const QCommandLineOption secondsOption(QStringLiteral("seconds"),
+                                           QStringLiteral("With --learn: listen <n> seconds."), QStringLiteral("n"));
+    const QCommandLineOption outOption(QStringLiteral("out"),
+                                       QStringLiteral("With --learn: write the fixtures file <file>."),
+                                       QStringLiteral("file"));
+    parser.addOptions({learnOption, secondsOption, outOption});
     parser.addOptions({monitorOption, countOption, jsonOption, runOption, targetOption, devicePortOption,
                        monitorPortOption, junitOption, debugLogOption});
     parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("With --run: the scenario files."),
@@ -254,6 +300,16 @@ std::optional<int> runCommandLine(int argc, char *argv[])
     }
     if (!parser.positionalArguments().isEmpty())
         return usageError(QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().first()));
+    const bool learnOnly = parser.isSet(secondsOption) || parser.isSet(outOption);
+    if (parser.isSet(learnOption)) {
+        if (parser.isSet(monitorOption) || parser.isSet(countOption) || parser.isSet(jsonOption))
+            return usageError(QStringLiteral("--learn and --monitor do not go together."));
+        if (!parser.isSet(secondsOption))
+            return usageError(QStringLiteral("--learn needs --seconds N."));
+        return runLearn(app, parser.value(learnOption), parser.value(secondsOption), parser.value(outOption));
+    }
+    if (learnOnly)
+        return usageError(QStringLiteral("--seconds and --out go with --learn."));
     const bool runOnly = parser.isSet(targetOption) || parser.isSet(devicePortOption) || parser.isSet(monitorPortOption)
             || parser.isSet(junitOption) || parser.isSet(debugLogOption);
     if (!parser.isSet(monitorOption) || runOnly)

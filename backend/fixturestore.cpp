@@ -105,6 +105,13 @@ void FixtureStore::load(const QString &filePath)
                   QtInfoMsg);
 }
 
+void FixtureStore::replaceFixtures(const QJsonArray &fixtures)
+{
+    m_fixtures = QJsonDocument(fixtures).toJson(QJsonDocument::Compact);
+    m_fixtureCount = int(fixtures.size());
+    emit fixturesEdited();
+}
+
 void FixtureStore::save(const QString &filePath)
 {
     const QString path = filePath.trimmed().isEmpty() ? defaultFilePath() : filePath;
@@ -132,6 +139,7 @@ void FixtureStore::save(const QString &filePath)
     }
     m_log->add(QStringLiteral("Saved %1 fixtures to %2").arg(QString::number(m_fixtureCount), path),
                   QtInfoMsg);
+    emit saved(path);
     if (previousCount > m_fixtureCount) {
         m_log->add(QStringLiteral("Saved %1 fixtures over a file that held %2; the previous file is kept as %3")
                               .arg(QString::number(m_fixtureCount), QString::number(previousCount), backupPath),

@@ -25,11 +25,17 @@ public:
     void load(const QString &filePath);
     // Keeps the file it replaces as "<file>.bak"; a failed save leaves the file as it was.
     void save(const QString &filePath);
+    // A list edited in the window: no file is read, and those who follow the list keep
+    // what they can of it (fixturesEdited, not fixturesChanged).
+    void replaceFixtures(const QJsonArray &fixtures);
 
     static QString defaultFilePath();
 
 signals:
     void fixturesChanged();
+    void fixturesEdited();
+    // The list was written to a file.
+    void saved(QString path);
     void errorOccurred(QString error);
 
 private:

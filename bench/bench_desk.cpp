@@ -6,7 +6,10 @@
 // The 16,384-control desk scrolled from top to bottom in 2 s: the time between frames.
 // Feedback to that desk, 10,000 messages a second for 5 s to addresses over the whole
 // desk: the longest gap between two of a 50 ms timer's ticks, and whether every control
-// ends where the last message to its address put it.
+// ends where the last message to its address put it. A learn flood: 5,000 distinct
+// addresses announced within one second, each learned as a control: the longest gap
+// between the ticks until the desk holds all 5,000.
+#include "deskeditor.h"
 #include "oscdesk.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
@@ -117,6 +120,7 @@ struct Window
     OscEmulatorBackend *backend = new OscEmulatorBackend(&engine);
     OscMonitor *monitor = new OscMonitor(backend->eventLog(), backend->sender(), &engine);
     OscDesk *desk = new OscDesk(&engine);
+    DeskEditor *editor = new DeskEditor(backend->fixtureStore(), desk, backend->eventLog(), &engine);
     QQuickWindow *window = nullptr;
 
     bool open()
@@ -126,6 +130,8 @@ struct Window
         engine.rootContext()->setContextProperty(QStringLiteral("monitor"), monitor);
         engine.rootContext()->setContextProperty(QStringLiteral("scenarios"), nullptr);
         engine.rootContext()->setContextProperty(QStringLiteral("desk"), desk);
+        engine.rootContext()->setContextProperty(QStringLiteral("deskEditor"), editor);
+        editor->follow(monitor);
         engine.load(QUrl(QStringLiteral("qrc:/main.qml")));
         window = qobject_cast<QQuickWindow *>(engine.rootObjects().value(0));
         return window && waitForFrame(window, 10000);
@@ -434,6 +440,76 @@ void Desk_Feedback16384(benchmark::State &state)
     }
 }
 BENCHMARK(Desk_Feedback16384)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// 5,000 addresses, each once, in one second from another thread, learned into the empty
+// desk while the window shows it.
+void Desk_LearnFlood5000(benchmark::State &state)
+{
+    for (auto _ : state) {
+        Window w;
+        if (!w.open()) {
+            state.SkipWithError("the main window did not show");
+            return;
+        }
+        quint16 port;
+        {
+            QUdpSocket probe;
+            probe.bind(QHostAddress::LocalHost, 0);
+            port = probe.localPort();
+        }
+        w.monitor->setPort(port);
+        w.monitor->start();
+        w.editor->setLearning(true);
+        constexpr int kAddresses = 5000;
+        std::atomic<bool> sent{false};
+        std::unique_ptr<QThread> sender(QThread::create([&] {
+            QUdpSocket socket;
+            QElapsedTimer clock;
+            clock.start();
+            for (int k = 0; k < kAddresses; ++k) {
+                if (k % 5 == 0) {
+                    while (clock.nsecsElapsed() < qint64(k) * 1000000000 / kAddresses)
+                        QThread::usleep(100);
+                }
+                socket.writeDatagram(oscMessage("/learn/" + QByteArray::number(k), "f", {0.5f}), QHostAddress::LocalHost,
+                                     port);
+            }
+            sent = true;
+        }));
+        qint64 longestGapNs = 0;
+        QElapsedTimer sinceTick;
+        QTimer tick;
+        tick.setInterval(50);
+        QObject::connect(&tick, &QTimer::timeout, &tick, [&] {
+            longestGapNs = std::max(longestGapNs, sinceTick.nsecsElapsed());
+            sinceTick.start();
+        });
+        QElapsedTimer clock;
+        clock.start();
+        sinceTick.start();
+        tick.start();
+        sender->start();
+        QEventLoop loop;
+        QTimer poll;
+        poll.setInterval(10);
+        QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+            if ((sent && w.desk->controlCount() >= kAddresses) || clock.elapsed() > 20000)
+                loop.quit();
+        });
+        poll.start();
+        loop.exec();
+        sender->wait();
+        const qint64 elapsed = clock.nsecsElapsed();
+        idle(200);
+        tick.stop();
+        state.SetIterationTime(elapsed / 1e9);
+        state.counters["controls"] = w.desk->controlCount();
+        state.counters["undo_steps"] = w.editor->stack()->count();
+        state.counters["longest_tick_gap_ms"] = longestGapNs / 1e6;
+        w.monitor->stop();
+    }
+}
+BENCHMARK(Desk_LearnFlood5000)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -2,6 +2,7 @@
 
 #include "deskcontrol.h"
 #include "deskstrips.h"
+#include "fixturestore.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
 
@@ -60,6 +61,8 @@ public:
             return *it;
         return *m_shared.insert(text, add(text));
     }
+
+    QStringView view(OscDesk::Text text) const { return QStringView(m_pool).mid(text.at, text.size); }
 
     QString take()
     {
@@ -180,12 +183,28 @@ QObject *OscDesk::strips()
 void OscDesk::follow(OscEmulatorBackend *store, OscMonitor *monitor)
 {
     connect(store, &OscEmulatorBackend::fixturesChanged, this, [this, store] { setFixtures(store->fixtureArray()); });
+    connect(store->fixtureStore(), &FixtureStore::fixturesEdited, this,
+            [this, store] { setFixtures(store->fixtureArray(), true); });
     connect(monitor, &OscMonitor::feedback, this, &OscDesk::applyFeedback);
     setFixtures(store->fixtureArray());
 }
 
-void OscDesk::setFixtures(QJsonArray fixtures)
+void OscDesk::setFixtures(QJsonArray fixtures, bool keepState)
 {
+    // Where each control stood, by fixture id, channel, kind and address.
+    const auto placeOf = [](QStringView id, const Control &control, QStringView address) {
+        return id.toString() + QLatin1Char('\n') + QString::number(control.channel) + QLatin1Char('\n')
+                + QString::number(int(control.kind)) + QLatin1Char('\n') + address.toString();
+    };
+    QHash<QString, int> previous;
+    if (keepState) {
+        previous.reserve(qsizetype(m_controls.size()));
+        for (int i = 0; i < int(m_controls.size()); ++i) {
+            const Control &control = m_controls[size_t(i)];
+            previous.insert(placeOf(view(m_stripList[size_t(control.strip)].id), control, view(control.oscAddress)), i);
+        }
+    }
+
     std::vector<Strip> strips;
     std::vector<Control> controls;
     TextPool texts;
@@ -203,6 +222,7 @@ void OscDesk::setFixtures(QJsonArray fixtures)
         const QJsonObject fixture = value.toObject();
         Strip strip;
         const QString deviceType = textOf(fixture, QStringLiteral("deviceType"), QStringLiteral("Generic"));
+        strip.id = texts.add(fixture.value(QLatin1String("id")).toVariant().toString());
         strip.name = texts.add(textOf(fixture, QStringLiteral("name"), QStringLiteral("Fixture")));
         strip.manufacturer = texts.shared(textOf(fixture, QStringLiteral("manufacturer"), QString()));
         strip.modelName = texts.shared(textOf(fixture, QStringLiteral("model"), QString()));
@@ -224,6 +244,21 @@ void OscDesk::setFixtures(QJsonArray fixtures)
             controls.push_back(std::move(control));
         }
         strips.push_back(std::move(strip));
+    }
+    if (keepState) {
+        for (Control &control : controls) {
+            const Strip &strip = strips[size_t(control.strip)];
+            const auto it = previous.constFind(placeOf(texts.view(strip.id), control, texts.view(control.oscAddress)));
+            if (it == previous.constEnd())
+                continue;
+            const Control &before = m_controls[size_t(*it)];
+            control.value = before.value;
+            control.x = before.x;
+            control.y = before.y;
+            control.checked = before.checked;
+            control.lastSentValue = before.lastSentValue;
+            control.lastSentPair = before.lastSentPair;
+        }
     }
     // The parsed document goes, and what stays is copied into the room it leaves: a large
     // list's parse would otherwise leave megabytes of freed heap pinned by what stays.

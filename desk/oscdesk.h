@@ -62,6 +62,7 @@ public:
 
     struct Strip
     {
+        Text id;  // the fixture's id, as text
         Text name;
         Text manufacturer;
         Text modelName;
@@ -92,8 +93,11 @@ public:
     void follow(OscEmulatorBackend *store, OscMonitor *monitor);
 
     // A new fixtures list (maps as the fixture store gives them; a missing key takes the
-    // strip's fallback): every control starts at its initial state, nothing remembered.
-    void setFixtures(QJsonArray fixtures);
+    // strip's fallback): every control starts at its initial state, nothing remembered;
+    // or, with keepState (an edit of the list), a control of the same fixture id and
+    // channel that still is of the same kind and sends to the same address keeps where it
+    // stands and what it last sent.
+    void setFixtures(QJsonArray fixtures, bool keepState = false);
 
     // A message heard from the target moves the controls that send to its address, read
     // by its own type: a float 0.0-1.0, an int 0-127 (as a fader's range), T or F, a

@@ -244,3 +244,20 @@ bool MonitorFilter::filterAcceptsRow(int sourceRow, const QModelIndex &sourcePar
             sourceModel()->data(sourceModel()->index(sourceRow, 0, sourceParent), MonitorRows::AddressRole).toString();
     return !address.isEmpty() && Osc::oscPatternMatches(m_pattern, address);
 }
+
+QVariantMap MonitorRows::message(int rowIndex) const
+{
+    if (rowIndex < 0 || rowIndex >= int(m_rows.size()) || m_rows[size_t(rowIndex)].message < 0)
+        return {};
+    const Row &row = m_rows[size_t(rowIndex)];
+    const Osc::OscPacket &packet = decoded(row);
+    if (row.message >= packet.messages.size())
+        return {};
+    const Osc::OscDecodedMessage &message = packet.messages[row.message];
+    QVariantList values;
+    for (int i = 0; i < message.argumentCount; ++i)
+        values.append(packet.value(packet.argument(message, i)));
+    return {{QStringLiteral("address"), packet.address(message)},
+            {QStringLiteral("tags"), QString(packet.typeTags(message))},
+            {QStringLiteral("values"), values}};
+}

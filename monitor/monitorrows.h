@@ -49,6 +49,9 @@ public:
 
     // The inspector's lines for a row: {offset, bytes, meaning, failed} each.
     QVariantList inspect(int row) const;
+    // A row's message: {address, tags (without the comma), values}; empty for a datagram
+    // that does not decode.
+    QVariantMap message(int row) const;
 
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role) const override;

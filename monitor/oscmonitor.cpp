@@ -134,6 +134,12 @@ QVariantList OscMonitor::inspect(int row) const
     return source.isValid() ? m_rows.inspect(source.row()) : QVariantList();
 }
 
+QVariantMap OscMonitor::message(int row) const
+{
+    const QModelIndex source = m_filtered.mapToSource(m_filtered.index(row, 0));
+    return source.isValid() ? m_rows.message(source.row()) : QVariantMap();
+}
+
 QString OscMonitor::line(int row) const
 {
     return m_filtered.index(row, 0).data(MonitorRows::LineRole).toString();

@@ -81,6 +81,8 @@ public:
     // A row of `rows` as the list shows it, and its datagram in hex.
     Q_INVOKABLE QString line(int row) const;
     Q_INVOKABLE QString hex(int row) const;
+    // A row's message: {address, tags (without the comma), values}; empty when it has none.
+    Q_INVOKABLE QVariantMap message(int row) const;
 
 signals:
     void runningChanged();

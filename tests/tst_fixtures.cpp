@@ -1,9 +1,12 @@
 #include "deskcontrol.h"
+#include "deskeditor.h"
+#include "fixturestore.h"
 #include "oscdesk.h"
 #include "oscmonitor.h"
 #include "testsupport.h"
 
 #include <QDir>
+#include <QJsonDocument>
 #include <QRegularExpression>
 #include <QScopeGuard>
 #include <QSignalSpy>
@@ -36,6 +39,8 @@ private slots:
     void workingDirectoryGone();
     void desk_data();
     void desk();
+    void edits_data();
+    void edits();
 
 private:
     QTemporaryDir m_dir;
@@ -289,6 +294,11 @@ void TestFixtures::desk_data()
             << QStringList{"/a s 1", "/t", "/p f 0.1", "/p ii 1 1"} << initial;
     QTest::newRow("a held fader keeps its place") << QStringList{"hold 0", "/a f 1", "/h f 1"} << "0 255 0 off off off 0.5,0.5";
     QTest::newRow("a reload resets all") << QStringList{"/a f 1", "/t T", "/p ff 0 0", "reload"} << initial;
+    QTest::newRow("an edit keeps the other controls where they stand")
+            << QStringList{"/a f 1", "/t T", "/p ff 0 0", "edit 1 label H", "edit 2 argType i"} << "255 0 0 on off off 0,0";
+    QTest::newRow("a control sending elsewhere starts anew") << QStringList{"/a f 1", "/t T", "edit 0 oscAddress /b",
+                                                                             "edit 3 controlType fader"}
+            << "0 0 0 0 off off 0.5,0.5";
 }
 
 void TestFixtures::desk()
@@ -307,10 +317,13 @@ void TestFixtures::desk()
     OscMonitor monitor(backend.eventLog(), backend.sender());
     OscDesk desk;
     desk.follow(&backend, &monitor);
+    DeskEditor editor(backend.fixtureStore(), &desk, backend.eventLog());
     backend.loadFixturesFromFile(path);
     for (const QString &message : messages) {
         QStringList words = message.split(' ');
-        if (words.first() == "reload") {
+        if (words.first() == "edit") {
+            QVERIFY(editor.setControlField(0, words.at(1).toInt(), words.at(2), words.at(3)));
+        } else if (words.first() == "reload") {
             backend.loadFixturesFromFile(path);
         } else if (words.first() == "hold") {
             desk.controlObjects(0).at(words.at(1).toInt())->setHeld(true);
@@ -340,6 +353,147 @@ void TestFixtures::desk()
                                                         : QString(control.checked ? "on" : "off"));
     }
     QCOMPARE(held.join(' '), states);
+}
+
+// Edits of a desk of two fixtures (A: /deck1/x on channel 1 of two, B: channel 3), then
+// a save: the file is the list the edits say ("new" for a new id), and undoing every edit
+// gives back the loaded list, redoing them the edited one. A refused edit changes nothing
+// and says why in one line.
+void TestFixtures::edits_data()
+{
+    QTest::addColumn<QStringList>("edits");
+    QTest::addColumn<QString>("saved");  // the fixtures after A's and B's common keys
+    QTest::addColumn<QString>("warning");
+    const QString a = R"("id":"a","manufacturer":"","model":"","name":"A","note":"kept","universe":0,)";
+    const QString b = R"({"capabilities":{},"channelCount":1,"deviceType":"Generic","id":"b","manufacturer":"","model":"","name":"B","startChannel":3,"universe":0})";
+    const QString x = R"("1":{"argType":"f","label":"x","oscAddress":"/deck1/x","z":1})";
+    const auto fixtureA = [&](const QString &channels, int count = 2, int start = 1, const QString &more = "") {
+        return QString(R"({"capabilities":{"channels":{%1}},"channelCount":%2,"deviceType":"Generic",%3%4"startChannel":%5})")
+                .arg(channels).arg(count).arg(a, more).arg(start);
+    };
+    QTest::newRow("strip fields") << QStringList{"strip 0 name Z", "strip 0 manufacturer M", "strip 0 modelName Q",
+                                                 "strip 0 deviceType RGB", "strip 0 universe 2", "strip 0 channelCount 5"}
+            << QString(fixtureA(x, 5)).replace(R"("name":"A")", R"("name":"Z")").replace(R"("universe":0)", R"("universe":2)")
+                       .replace(R"("manufacturer":"")", R"("manufacturer":"M")").replace(R"("model":"")", R"("model":"Q")")
+                       .replace(R"("deviceType":"Generic")", R"("deviceType":"RGB")") + "," + b << "";
+    QTest::newRow("start channel: the entries go along") << QStringList{"strip 0 startChannel 7"}
+            << fixtureA(QString(x).replace("\"1\"", "\"7\""), 2, 7) + "," + b << "";
+    QTest::newRow("control fields, unknown keys kept")
+            << QStringList{"control 0 0 label L", "control 0 0 oscAddress /y", "control 0 1 controlType button",
+                           "control 0 1 mode momentary", "control 0 1 argType s", "control 0 1 stringValue go"}
+            << fixtureA(R"("1":{"argType":"f","label":"L","oscAddress":"/y","z":1},"2":{"argType":"s","controlType":"button","mode":"momentary","stringValue":"go"})") + "," + b << "";
+    QTest::newRow("a new kind drops an argument type it does not send") << QStringList{"control 0 0 controlType xy"}
+            << fixtureA(R"("1":{"controlType":"xy","label":"x","oscAddress":"/deck1/x","z":1})") + "," + b << "";
+    QTest::newRow("add, after the last channel of universe 0") << QStringList{"add"}
+            << fixtureA(x) + "," + b + R"(,{"capabilities":{},"channelCount":3,"deviceType":"Generic","id":"new","manufacturer":"","model":"","name":"Dispositivo OSC","startChannel":4,"universe":0})" << "";
+    QTest::newRow("remove") << QStringList{"remove 0"} << b << "";
+    QTest::newRow("duplicate with replace") << QStringList{"duplicate 0 /deck1/ /deck2/"}
+            << fixtureA(x) + "," + QString(fixtureA(R"("4":{"argType":"f","label":"x","oscAddress":"/deck2/x","z":1})", 2, 4)).replace(R"("id":"a")", R"("id":"new")") + "," + b << "";
+    QTest::newRow("move") << QStringList{"move 1 -1"} << b + "," + fixtureA(x) << "";
+    QTest::newRow("add and remove channels") << QStringList{"addChannel 1", "removeChannel 0 0"}
+            << fixtureA(R"("1":{"argType":"f","label":"x","oscAddress":"/deck1/x","z":1})", 1).replace(x, "") + "," + QString(b).replace(R"("channelCount":1)", R"("channelCount":2)") << "";
+    QTest::newRow("learn: a strip of learned controls, then the selected one")
+            << QStringList{"learn /mix/vol f", "learn /mix/go", "select 1", "learn /b/t T"}
+            << fixtureA(x) + "," + QString(b).replace(R"({"capabilities":{},"channelCount":1)", R"({"capabilities":{"channels":{"4":{"argType":"T","controlType":"button","label":"t","mode":"toggle","oscAddress":"/b/t"}}},"channelCount":2)")
+                       + R"(,{"capabilities":{"channels":{"4":{"argType":"f","controlType":"fader","label":"vol","oscAddress":"/mix/vol"},"5":{"argType":"none","controlType":"button","label":"go","mode":"momentary","oscAddress":"/mix/go"}}},"channelCount":2,"deviceType":"Generic","id":"new","manufacturer":"","model":"","name":"Aprendido","startChannel":4,"universe":0})" << "";
+    QTest::newRow("a blank in an address") << QStringList{"control 0 0 oscAddress /a b"} << ""
+            << "Cannot set oscAddress to '/a b': no blanks";
+    QTest::newRow("a pattern character") << QStringList{"control 0 0 oscAddress /a*"} << "" << "Cannot set oscAddress to '/a*': none of # * , ? [ ] { }";
+    QTest::newRow("no leading slash") << QStringList{"control 0 0 oscAddress a"} << "" << "Cannot set oscAddress to 'a': an address starts with '/'";
+    QTest::newRow("start out of bounds") << QStringList{"strip 0 startChannel 513"} << "" << "Cannot set startChannel to '513': a whole number from 1 to 512";
+    QTest::newRow("count not a number") << QStringList{"strip 0 channelCount 2.5"} << "" << "Cannot set channelCount to '2.5': a whole number from 1 to 512";
+    QTest::newRow("universe below 0") << QStringList{"strip 0 universe -1"} << "" << "Cannot set universe to '-1': a whole number of at least 0";
+    QTest::newRow("a fader's argument type") << QStringList{"control 0 0 argType T"} << "" << "Cannot set argType to 'T': one of empty, f, d, i, h";
+    QTest::newRow("no further left") << QStringList{"move 0 -1"} << "" << "Cannot move fixture 0 by -1: the desk has 2 fixtures";
+    QTest::newRow("the last channel stays") << QStringList{"removeChannel 1 0"} << "" << "Cannot remove a channel: fixture 1 keeps at least one";
+    QTest::newRow("learn: no control sends ,ii") << QStringList{"learn /a ii"} << "" << "Cannot learn /a: no control sends ,ii";
+    QTest::newRow("learn: an int fader, a pad, a text, T and F") << QStringList{"learn /i i", "learn /h h", "learn /p ff", "learn /s s", "learn /t F"} << "learned" << "";
+}
+
+void TestFixtures::edits()
+{
+    QFETCH(QStringList, edits);
+    QFETCH(QString, saved);
+    QFETCH(QString, warning);
+
+    const QString path = m_dir.filePath("edits.json");
+    QVERIFY(writeBytes(path, R"([{"id": "a", "name": "A", "note": "kept", "channelCount": 2, "capabilities": {"channels":
+        {"1": {"label": "x", "oscAddress": "/deck1/x", "argType": "f", "z": 1}}}}, {"id": "b", "name": "B", "startChannel": 3, "channelCount": 1}])"));
+    OscEmulatorBackend backend;
+    OscMonitor monitor(backend.eventLog(), backend.sender());
+    OscDesk desk;
+    desk.follow(&backend, &monitor);
+    DeskEditor editor(backend.fixtureStore(), &desk, backend.eventLog());
+    backend.loadFixturesFromFile(path);
+    const QJsonArray loaded = backend.fixtureArray();
+    const int lines = logLines(backend).size();
+    for (const QString &edit : edits) {
+        QStringList w = edit.split(' ');
+        const QString verb = w.takeFirst();
+        const int n = w.value(0).toInt();
+        bool done = true;
+        if (verb == "strip")
+            done = editor.setStripField(n, w.at(1), w.at(2));
+        else if (verb == "control")
+            done = editor.setControlField(n, w.at(1).toInt(), w.at(2), w.mid(3).join(' '));
+        else if (verb == "add")
+            editor.addStrip();
+        else if (verb == "remove")
+            done = editor.removeStrip(n);
+        else if (verb == "duplicate")
+            done = editor.duplicateStrip(n, w.at(1), w.at(2)) == n + 1;
+        else if (verb == "move")
+            done = editor.moveStrip(n, w.at(1).toInt());
+        else if (verb == "addChannel")
+            done = editor.addChannel(n);
+        else if (verb == "removeChannel")
+            done = editor.removeChannel(n, w.at(1).toInt());
+        else if (verb == "select")
+            editor.setSelectedStrip(n);
+        else if (verb == "learn")
+            done = editor.learn(w.at(0), w.value(1), {"go"});
+        QCOMPARE(done, warning.isEmpty());
+    }
+    if (!warning.isEmpty()) {
+        QCOMPARE(logLines(backend, lines), QStringList{"[WARNING] " + warning});
+        QCOMPARE(backend.fixtureArray(), loaded);
+        QVERIFY(!editor.modified());
+        return;
+    }
+    QCOMPARE(logLines(backend, lines), QStringList{});
+    QVERIFY(editor.modified());
+    const QJsonArray edited = backend.fixtureArray();
+    const int steps = editor.stack()->index();
+    for (int i = 0; i < steps; ++i)
+        editor.undo();
+    QCOMPARE(backend.fixtureArray(), loaded);
+    for (int i = 0; i < steps; ++i)
+        editor.redo();
+    QCOMPARE(backend.fixtureArray(), edited);
+    QVERIFY(editor.save());
+    QVERIFY(!editor.modified());
+    const QString file = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) + "/osc_fixtures.json";
+    QString text = QString::fromUtf8(readBytes(file));
+    text.replace(QRegularExpression(R"("id": "[0-9a-f-]{36}")"), R"("id": "new")");
+    if (saved == "learned") {
+        // Each kind once, in the order learned, in one new strip.
+        QStringList kinds;
+        const QJsonObject channels = backend.fixtureArray().at(2)["capabilities"]["channels"].toObject();
+        for (const QJsonValue &entry : channels)
+            kinds << QString::fromUtf8(QJsonDocument(entry.toObject()).toJson(QJsonDocument::Compact));
+        QCOMPARE(kinds.join('\n'), QString(R"({"argType":"i","controlType":"fader","label":"i","oscAddress":"/i"}
+{"argType":"i","controlType":"fader","label":"h","oscAddress":"/h"}
+{"controlType":"xy","label":"p","oscAddress":"/p"}
+{"argType":"s","controlType":"button","label":"s","mode":"momentary","oscAddress":"/s","stringValue":"go"}
+{"argType":"T","controlType":"button","label":"t","mode":"toggle","oscAddress":"/t"})"));
+    } else {
+        const QJsonArray expected = QJsonDocument::fromJson(("[" + saved + "]").toUtf8()).array();
+        QVERIFY2(!expected.isEmpty(), qPrintable(saved));
+        QCOMPARE(text, QString::fromUtf8(QJsonDocument(QJsonObject{{"fixtures", expected}}).toJson()));
+    }
+    // A load drops the history.
+    backend.loadFixturesFromFile(file);
+    QVERIFY(!editor.stack()->canUndo());
 }
 
 QTEST_GUILESS_MAIN(TestFixtures)

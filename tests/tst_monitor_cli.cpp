@@ -1,7 +1,12 @@
 #include "testsupport.h"
 
 #include <QProcess>
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QStandardPaths>
 #include <QTest>
 #include <QUdpSocket>
@@ -13,6 +18,7 @@ class TestMonitorCommandLine : public QObject
     Q_OBJECT
 private slots:
     void everyTypeOscsendKnows();
+    void learnFromOscsend();
     void exitCodes_data();
     void exitCodes();
 };
@@ -77,6 +83,45 @@ void TestMonitorCommandLine::everyTypeOscsendKnows()
     QCOMPARE(errors.count("undecodable datagram of 0 bytes: empty datagram (at byte 0)\n"), 1);
 }
 
+// --learn: a control for each address oscsend sends, by its type tags, once each; an
+// address no control sends is said and skipped; the one file asked for is all it leaves.
+void TestMonitorCommandLine::learnFromOscsend()
+{
+    if (QStandardPaths::findExecutable("oscsend").isEmpty())
+        QSKIP("oscsend is not installed");
+    QTemporaryDir dir;
+    const quint16 port = TestSupport::closedPort();
+    QProcess learn;
+    learn.setWorkingDirectory(dir.path());
+    learn.start(qEnvironmentVariable("OSC_PROGRAM"), {"--learn", QString::number(port), "--seconds", "3", "--out", "desk.json"});
+    learn.setReadChannel(QProcess::StandardError);
+    QTRY_VERIFY_WITH_TIMEOUT(learn.canReadLine(), 10000);
+    QCOMPARE(learn.readLine(), "Learning OSC on UDP port " + QByteArray::number(port) + " for 3 s\n");
+    const QList<QStringList> sent = {{"/mix/vol", "f", "0.5"}, {"/mix/vol", "f", "0.7"}, {"/d/speed", "d", "1"},
+                                     {"/d/pitch", "i", "3"}, {"/d/pos", "h", "4"}, {"/d/play", "T"}, {"/d/loop", "F"},
+                                     {"/d/jog", "ff", "0.1", "0.2"}, {"/d/cue", "s", "hot"}, {"/d/sync"},
+                                     {"/d/bad", "ii", "1", "2"}};
+    for (const QStringList &arguments : sent)
+        QCOMPARE(QProcess::execute("oscsend", QStringList{"127.0.0.1", QString::number(port)} + arguments), 0);
+    QVERIFY(learn.waitForFinished(10000));
+    QCOMPARE(learn.exitCode(), 0);
+    QCOMPARE(learn.readAll(), QByteArray("[WARNING] Cannot learn /d/bad: no control sends ,ii\nLearned 9 controls into desk.json\n"));
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"desk.json"});
+    QFile file(dir.filePath("desk.json"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QJsonObject fixture = QJsonDocument::fromJson(file.readAll())["fixtures"][0].toObject();
+    QCOMPARE(fixture["name"].toString(), "Aprendido");
+    QStringList controls;
+    for (const QJsonValue &entry : fixture["capabilities"]["channels"].toObject()) {
+        const QJsonObject c = entry.toObject();
+        controls << QStringList{c["oscAddress"].toString(), c["controlType"].toString(), c["mode"].toString(),
+                                c["argType"].toString(), c["stringValue"].toString()}.join(' ').trimmed();
+    }
+    QCOMPARE(controls, QStringList({"/mix/vol fader  f", "/d/speed fader  f", "/d/pitch fader  i", "/d/pos fader  i",
+                                    "/d/play button toggle T", "/d/loop button toggle T", "/d/jog xy", "/d/cue button momentary s hot",
+                                    "/d/sync button momentary none"}));
+}
+
 void TestMonitorCommandLine::exitCodes_data()
 {
     QTest::addColumn<QStringList>("arguments");
@@ -90,6 +135,11 @@ void TestMonitorCommandLine::exitCodes_data()
     QTest::newRow("json alone") << QStringList{"--json"} << 2 << QByteArray("go with --monitor");
     QTest::newRow("unknown option") << QStringList{"--monitor", "9", "--loud"} << 2 << QByteArray("loud");
     QTest::newRow("port taken") << QStringList{"--monitor", "taken"} << 2 << QByteArray("Cannot listen on UDP port");
+    QTest::newRow("learn: port taken") << QStringList{"--learn", "taken", "--seconds", "1", "--out", "l.json"} << 2
+                                       << QByteArray("Cannot listen on UDP port");
+    QTest::newRow("learn: an output that cannot be written") << QStringList{"--learn", "9", "--seconds", "1", "--out", "/"}
+                                                             << 2 << QByteArray("Cannot write /");
+    QTest::newRow("learn without seconds") << QStringList{"--learn", "9", "--out", "l.json"} << 2 << QByteArray("--seconds N");
     QTest::newRow("SIGTERM") << QStringList{"--monitor", "free"} << 0 << QByteArray();
     // Without a display a window would abort: these must end before one is made.
     QTest::newRow("a misspelt option") << QStringList{"--rnu", "x.json"} << 2 << QByteArray("Unknown option '--rnu'.\nUsage:");

@@ -1,3 +1,4 @@
+#include "deskeditor.h"
 #include "oscdesk.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
@@ -30,6 +31,9 @@ public slots:
             auto *backend = new OscEmulatorBackend(engine);
             auto *monitor = new OscMonitor(backend->eventLog(), backend->sender(), engine);
             desk->follow(backend, monitor);
+            auto *editor = new DeskEditor(backend->fixtureStore(), desk, backend->eventLog(), engine);
+            editor->follow(monitor);
+            context->setContextProperty(QStringLiteral("deskEditor"), editor);
             context->setContextProperty(QStringLiteral("backend"), backend);
             context->setContextProperty(QStringLiteral("monitor"), monitor);
             context->setContextProperty(QStringLiteral("scenarios"), new OscScenarios(backend->eventLog(), backend->sender(), backend->device(), monitor, engine));
@@ -39,6 +43,7 @@ public slots:
                              [=] { desk->setFixtures(QJsonArray::fromVariantList(backend->fixtures())); });
             context->setContextProperty(QStringLiteral("backend"), backend);
             context->setContextProperty(QStringLiteral("monitor"), nullptr);
+            context->setContextProperty(QStringLiteral("deskEditor"), nullptr);
             context->setContextProperty(QStringLiteral("scenarios"), nullptr);
         }
         context->setContextProperty(QStringLiteral("examplesDir"), qEnvironmentVariable("OSC_EXAMPLES_DIR"));
