@@ -15,6 +15,30 @@ Rectangle {
     // What places the strips, and the part of them in view.
     readonly property var layoutInput: [fixturesFlow.width, stripHeight, headerMeasure.implicitHeight]
     readonly property var viewInput: [fixturesScroll.contentItem.contentY, fixturesScroll.contentItem.height]
+    readonly property bool editing: Backend.deskEditing()
+    readonly property bool modified: Backend.hasDeskEditor() && deskEditor.modified
+    readonly property int selectedStrip: Backend.hasDeskEditor() ? deskEditor.selectedStrip : -1
+    readonly property int selectedChannel: Backend.hasDeskEditor() ? deskEditor.selectedChannel : -1
+    // For the window's close question (see main.qml's unsavedWorkHolders).
+    readonly property string unsavedWork: modified ? "La mesa tiene cambios sin guardar." : ""
+
+    function saveWork(then) {
+        if (save() && then)
+            then()
+    }
+
+    function discardWork() {
+        if (Backend.hasDeskEditor())
+            deskEditor.discard()
+    }
+
+    function save() {
+        if (Backend.hasDeskEditor())
+            return deskEditor.save()
+        if (Backend.hasBackend())
+            backend.saveDefaultFixturesConfig()
+        return true
+    }
 
     function stripHeightFor(available) {
         return Math.min(460, Math.max(300, available))
@@ -87,7 +111,8 @@ Rectangle {
             Layout.fillWidth: true
 
             Text {
-                text: "Mesa OSC (fixtures)"
+                objectName: "deskTitle"
+                text: "Mesa OSC (fixtures)" + (root.modified ? " *" : "")
                 color: Palette.text
                 font.pixelSize: 14
                 font.bold: true
@@ -107,10 +132,7 @@ Rectangle {
             Button {
                 objectName: "saveButton"
                 text: "Guardar fixtures"
-                onClicked: {
-                    if (Backend.hasBackend())
-                        backend.saveDefaultFixturesConfig()
-                }
+                onClicked: root.save()
             }
 
             Button {
@@ -118,6 +140,21 @@ Rectangle {
                 text: "Cargar desde fichero..."
                 onClicked: fileDialog.open()
             }
+
+            Button {
+                objectName: "editDeskButton"
+                text: "Editar mesa"
+                checkable: true
+                checked: root.editing
+                enabled: Backend.hasDeskEditor()
+                onToggled: deskEditor.editing = checked
+            }
+        }
+
+        FixtureDeskEditor {
+            objectName: "deskEditorPanel"
+            visible: root.editing
+            Layout.fillWidth: true
         }
 
         ScrollView {
@@ -162,6 +199,7 @@ Rectangle {
                         required property var buttonControls
                         required property int buttonColumns
                         required property real padWidth
+                        required property int index
 
                         x: stripX
                         y: stripY
@@ -181,11 +219,27 @@ Rectangle {
                             buttonControls: stripLoader.buttonControls
                             buttonColumns: stripLoader.buttonColumns
                             padWidth: stripLoader.padWidth
+                            stripIndex: stripLoader.index
+                            editing: root.editing
+                            selected: root.selectedStrip === stripLoader.index
+                            selectedOffset: root.selectedChannel
                         }
                     }
                 }
             }
         }
+    }
+
+    Shortcut {
+        sequences: [StandardKey.Undo]
+        enabled: root.editing
+        onActivated: deskEditor.undo()
+    }
+
+    Shortcut {
+        sequences: ["Ctrl+Shift+Z", StandardKey.Redo]
+        enabled: root.editing
+        onActivated: deskEditor.redo()
     }
 
     FixtureStrip.Header {
