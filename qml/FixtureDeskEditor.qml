@@ -217,6 +217,19 @@ Rectangle {
                     onValueChanged: reset()
                     Component.onCompleted: reset()
 
+                    // What was typed and refused belongs to the old selection only.
+                    Connections {
+                        target: root
+
+                        function onStripChanged() {
+                            field.reset()
+                        }
+
+                        function onOffsetChanged() {
+                            field.reset()
+                        }
+                    }
+
                     Caption {
                         text: root.captions[field.key]
                         font.pixelSize: 10

@@ -234,6 +234,7 @@ TestCase {
         verify(testTools.writeFile(testTools.configFolder + "/osc_fixtures.json", JSON.stringify({ fixtures: [] })))
         backend.oscTargetPort = testTools.startOscDump()
         openWindow()
+        mouseClick(child("reloadButton"))
         mouseClick(child("monitorToggle"))
         waitForRendering(mainWindow.contentItem)
         mouseClick(child("monitorStartButton"))
@@ -272,6 +273,7 @@ TestCase {
         const messages = heard(1)
         verify(messages.every(m => m.startsWith(data.heard)), messages.join(" | "))
         testTools.stopOscDump()
+        mouseClick(child("monitorStopButton"))
 
         // Closing asks about the unsaved desk; "Descartar" drops what was learned.
         const question = findChild(mainWindow, "closeQuestion")
