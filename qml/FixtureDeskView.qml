@@ -107,7 +107,9 @@ Rectangle {
         anchors.margins: 8
         spacing: 6
 
-        RowLayout {
+        // In a narrow desk the buttons wrap under the title rather than cover it.
+        Flow {
+            spacing: 6
             Layout.fillWidth: true
 
             Text {
@@ -116,8 +118,9 @@ Rectangle {
                 color: Palette.text
                 font.pixelSize: 14
                 font.bold: true
-                elide: Text.ElideRight
-                Layout.fillWidth: true
+                height: 48
+                rightPadding: 8
+                verticalAlignment: Text.AlignVCenter
             }
 
             Button {
