@@ -32,8 +32,9 @@ Rectangle {
             deskEditor.discard()
     }
 
+    // Without edits, the desk as loaded is written as it always was.
     function save() {
-        if (Backend.hasDeskEditor())
+        if (modified)
             return deskEditor.save()
         if (Backend.hasBackend())
             backend.saveDefaultFixturesConfig()
