@@ -16,3 +16,12 @@ function hasDesk() {
 function hasScenarios() {
     return typeof scenarios !== "undefined" && scenarios !== null
 }
+
+function hasDeskEditor() {
+    return typeof deskEditor !== "undefined" && deskEditor !== null
+}
+
+// While the desk is being edited a click selects a control: nothing is sent.
+function deskEditing() {
+    return hasDeskEditor() && deskEditor.editing
+}

@@ -31,7 +31,7 @@ Rectangle {
     }
 
     function sendState(on) {
-        if (!Backend.hasBackend())
+        if (!Backend.hasBackend() || Backend.deskEditing())
             return
         if (oscAddress === "") {
             backend.sendOscChannel(universe, channel, on ? 255 : 0)

@@ -56,7 +56,7 @@ Rectangle {
     }
 
     function sendValue(v) {
-        if (!Backend.hasBackend())
+        if (!Backend.hasBackend() || Backend.deskEditing())
             return
         const scaled = scaledValue(v)
         if (scaled === lastSentValue)

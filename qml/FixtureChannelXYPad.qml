@@ -64,7 +64,7 @@ Rectangle {
     }
 
     function sendValue() {
-        if (!Backend.hasBackend() || oscAddress === "")
+        if (!Backend.hasBackend() || Backend.deskEditing() || oscAddress === "")
             return
         const x = round3(xValue)
         const y = round3(yValue)

@@ -15,6 +15,31 @@ Rectangle {
     // What places the strips, and the part of them in view.
     readonly property var layoutInput: [fixturesFlow.width, stripHeight, headerMeasure.implicitHeight]
     readonly property var viewInput: [fixturesScroll.contentItem.contentY, fixturesScroll.contentItem.height]
+    readonly property bool editing: Backend.deskEditing()
+    readonly property bool modified: Backend.hasDeskEditor() && deskEditor.modified
+    readonly property int selectedStrip: Backend.hasDeskEditor() ? deskEditor.selectedStrip : -1
+    readonly property int selectedChannel: Backend.hasDeskEditor() ? deskEditor.selectedChannel : -1
+    // For the window's close question (see main.qml's unsavedWorkHolders).
+    readonly property string unsavedWork: modified ? "La mesa tiene cambios sin guardar." : ""
+
+    function saveWork(then) {
+        if (save() && then)
+            then()
+    }
+
+    function discardWork() {
+        if (Backend.hasDeskEditor())
+            deskEditor.discard()
+    }
+
+    // Without edits, the desk as loaded is written as it always was.
+    function save() {
+        if (modified)
+            return deskEditor.save()
+        if (Backend.hasBackend())
+            backend.saveDefaultFixturesConfig()
+        return true
+    }
 
     function stripHeightFor(available) {
         return Math.min(460, Math.max(300, available))
@@ -83,16 +108,20 @@ Rectangle {
         anchors.margins: 8
         spacing: 6
 
-        RowLayout {
+        // In a narrow desk the buttons wrap under the title rather than cover it.
+        Flow {
+            spacing: 6
             Layout.fillWidth: true
 
             Text {
-                text: "Mesa OSC (fixtures)"
+                objectName: "deskTitle"
+                text: "Mesa OSC (fixtures)" + (root.modified ? " *" : "")
                 color: Palette.text
                 font.pixelSize: 14
                 font.bold: true
-                elide: Text.ElideRight
-                Layout.fillWidth: true
+                height: 48
+                rightPadding: 8
+                verticalAlignment: Text.AlignVCenter
             }
 
             Button {
@@ -107,10 +136,7 @@ Rectangle {
             Button {
                 objectName: "saveButton"
                 text: "Guardar fixtures"
-                onClicked: {
-                    if (Backend.hasBackend())
-                        backend.saveDefaultFixturesConfig()
-                }
+                onClicked: root.save()
             }
 
             Button {
@@ -118,6 +144,21 @@ Rectangle {
                 text: "Cargar desde fichero..."
                 onClicked: fileDialog.open()
             }
+
+            Button {
+                objectName: "editDeskButton"
+                text: "Editar mesa"
+                checkable: true
+                checked: root.editing
+                enabled: Backend.hasDeskEditor()
+                onToggled: deskEditor.editing = checked
+            }
+        }
+
+        FixtureDeskEditor {
+            objectName: "deskEditorPanel"
+            visible: root.editing
+            Layout.fillWidth: true
         }
 
         ScrollView {
@@ -162,6 +203,7 @@ Rectangle {
                         required property var buttonControls
                         required property int buttonColumns
                         required property real padWidth
+                        required property int index
 
                         x: stripX
                         y: stripY
@@ -181,11 +223,27 @@ Rectangle {
                             buttonControls: stripLoader.buttonControls
                             buttonColumns: stripLoader.buttonColumns
                             padWidth: stripLoader.padWidth
+                            stripIndex: stripLoader.index
+                            editing: root.editing
+                            selected: root.selectedStrip === stripLoader.index
+                            selectedOffset: root.selectedChannel
                         }
                     }
                 }
             }
         }
+    }
+
+    Shortcut {
+        sequences: [StandardKey.Undo]
+        enabled: root.editing
+        onActivated: deskEditor.undo()
+    }
+
+    Shortcut {
+        sequences: ["Ctrl+Shift+Z", StandardKey.Redo]
+        enabled: root.editing
+        onActivated: deskEditor.redo()
     }
 
     FixtureStrip.Header {

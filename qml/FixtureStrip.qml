@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import "Backend.js" as Backend
 import "Palette.js" as Palette
 
 Rectangle {
@@ -19,6 +20,21 @@ Rectangle {
     property int buttonColumns: 1
     // A pad's width: the fader row's height, at least 140, as the desk lays strips out.
     property real padWidth: 140
+    // While the desk is edited, a click selects this strip (offset -1) or one of its
+    // controls (the channel's offset in the strip) instead of moving it.
+    property int stripIndex: -1
+    property bool editing: false
+    property bool selected: false
+    property int selectedOffset: -1
+
+    function select(offset) {
+        if (!Backend.hasDeskEditor())
+            return
+        // A field being edited is applied to what it belongs to before the selection moves.
+        root.Window.contentItem.forceActiveFocus()
+        deskEditor.selectedStrip = stripIndex
+        deskEditor.selectedChannel = offset
+    }
 
     function subtitleText() {
         if (manufacturer === "" && modelName === "")
@@ -53,6 +69,14 @@ Rectangle {
     border.color: Palette.border
     border.width: 1
 
+    // Below the controls' own marks: a click beside every control selects the strip.
+    MouseArea {
+        objectName: "stripEditArea"
+        anchors.fill: parent
+        visible: root.editing
+        onClicked: root.select(-1)
+    }
+
     ColumnLayout {
         anchors.fill: parent
         anchors.margins: 8
@@ -85,6 +109,10 @@ Rectangle {
                     Layout.preferredWidth: modelData.kind === "xy" ? root.padWidth : 40
 
                     onLoaded: root.configure(item, modelData)
+
+                    EditMark {
+                        offset: modelData.channel - root.startChannel
+                    }
                 }
             }
 
@@ -117,8 +145,43 @@ Rectangle {
                     height: 64
 
                     Component.onCompleted: root.configure(this, modelData)
+
+                    EditMark {
+                        offset: modelData.channel - root.startChannel
+                    }
                 }
             }
+        }
+    }
+
+    Rectangle {
+        objectName: "stripSelectionMark"
+        anchors.fill: parent
+        visible: root.editing && root.selected && root.selectedOffset < 0
+        color: "transparent"
+        radius: root.radius
+        border.color: Palette.accent
+        border.width: 2
+    }
+
+    // Over a control while the desk is edited: takes its clicks and shows it selected.
+    component EditMark: MouseArea {
+        property int offset: 0
+        readonly property bool chosen: root.selected && root.selectedOffset === offset
+
+        objectName: "editMark"
+        anchors.fill: parent
+        z: 100
+        visible: root.editing
+        cursorShape: Qt.PointingHandCursor
+        onClicked: root.select(offset)
+
+        Rectangle {
+            anchors.fill: parent
+            radius: 4
+            color: parent.chosen ? Palette.selectionTint : "transparent"
+            border.color: parent.chosen ? Palette.accent : Palette.editOutline
+            border.width: parent.chosen ? 2 : 1
         }
     }
 

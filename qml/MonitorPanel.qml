@@ -14,6 +14,12 @@ Panel {
     readonly property int selectedRow: Backend.hasMonitor() ? monitor.selectedRow : -1
     readonly property var inspected: selectedRow >= 0 ? monitor.inspect(selectedRow) : []
 
+    // The selected row's message as a control of the desk.
+    function learnSelected() {
+        if (selectedRow >= 0 && Backend.hasDeskEditor())
+            deskEditor.learnMonitorRow(selectedRow)
+    }
+
     // The selected row's text line, or its datagram in hex, to the clipboard.
     function copySelected(asHex) {
         if (selectedRow >= 0)
@@ -118,6 +124,16 @@ Panel {
                     if (Backend.hasMonitor())
                         monitor.paused = checked
                 }
+            }
+            CheckBox {
+                objectName: "learnCheck"
+                text: "Aprender"
+                implicitHeight: 36
+                enabled: Backend.hasDeskEditor()
+                checked: Backend.hasDeskEditor() && deskEditor.learning
+                ToolTip.visible: hovered
+                ToolTip.text: "Cada dirección que llegue por primera vez se convierte en un control de la mesa"
+                onToggled: deskEditor.learning = checked
             }
             Button {
                 objectName: "monitorClearButton"
@@ -248,10 +264,33 @@ Panel {
                     text: "Copiar hex"
                     onTriggered: monitorPanel.copySelected(true)
                 }
+                MenuItem {
+                    objectName: "learnRowItem"
+                    text: "Añadir a la mesa"
+                    enabled: Backend.hasDeskEditor()
+                    onTriggered: monitorPanel.learnSelected()
+                }
             }
         }
 
-        Caption { text: "Bytes del mensaje seleccionado" }
+        RowLayout {
+            Layout.fillWidth: true
+
+            Caption {
+                text: "Bytes del mensaje seleccionado"
+                elide: Text.ElideRight
+                Layout.fillWidth: true
+            }
+            Button {
+                objectName: "learnRowButton"
+                text: "Añadir a la mesa"
+                flat: true
+                enabled: monitorPanel.selectedRow >= 0 && Backend.hasDeskEditor()
+                ToolTip.visible: hovered
+                ToolTip.text: "Un control para la dirección del mensaje seleccionado, en la tira seleccionada (o en «Aprendido»)"
+                onClicked: monitorPanel.learnSelected()
+            }
+        }
 
         ListView {
             objectName: "inspector"

@@ -21,6 +21,9 @@ var running = "#4caf50"
 var stopped = "#f44336"
 var logEvenRow = "#1e1e1e"
 var logOddRow = "#252525"
+var selectionTint = "#334fc3f7"
+var editOutline = "#5a5a5a"
+var invalid = "#ff9800"
 
 // A log line's colour by its level tag, wherever the tag stands; the first rule that
 // matches wins.

@@ -18,7 +18,7 @@ ApplicationWindow {
     // The parts that hold work closing would lose. Each offers `unsavedWork` (what would be
     // lost, as a sentence, or ""), saveWork(then), which calls then() once the work is
     // saved, and discardWork().
-    readonly property var unsavedWorkHolders: [scenarioPanel]
+    readonly property var unsavedWorkHolders: [scenarioPanel, deskView]
 
     function logColor(message) {
         return Palette.logColor(message)

@@ -86,6 +86,41 @@ TestCase {
         waitForRendering(mainWindow.contentItem)
         wait(300)
         save("monitor.png")
+
+        // Learning: what the target announces becomes controls of a strip "Aprendido".
+        mouseClick(child("learnCheck"))
+        for (const announce of [["/fx2/wet", "f", "0.4"], ["/fx2/steps", "i", "3"], ["/fx2/on", "T"],
+                                ["/fx2/preset", "s", "hall"], ["/fx2/tap"], ["/fx2/xy", "ff", "0.2", "0.8"]])
+            testTools.run("oscsend", ["127.0.0.1", "9002"].concat(announce))
+        tryVerify(() => control("Aprendido", "xy") !== null, 5000)
+        mouseClick(child("learnCheck"))
+        child("fixturesScroll").contentItem.contentY = child("fixturesScroll").contentItem.contentHeight
+        monitor.selectedRow = child("monitorRows").count - 1
+        wait(300)
+        save("learn.png")
+
+        // Edit mode: Deck 1's volume selected, an address with a blank refused.
+        child("fixturesScroll").contentItem.contentY = 0
+        mouseClick(child("editDeskButton"))
+        waitForRendering(mainWindow.contentItem)
+        mouseClick(findChild(control("Deck 1", "Volume"), "valueSlider"))
+        const address = child("oscAddressField")
+        mouseClick(address)
+        keyClick(Qt.Key_End)
+        for (const letter of " 2")
+            keyClick(letter)
+        wait(300)
+        save("edit-mode.png")
+        mainWindow.width = mainWindow.minimumWidth
+        mainWindow.height = mainWindow.minimumHeight
+        wait(300)
+        save("edit-minimum.png")
+        mainWindow.width = 1400
+        mainWindow.height = 900
+        keyClick(Qt.Key_Escape)
+        mouseClick(child("editDeskButton"))
+        deskEditor.discard()
+
         for (const name of ["statusToggle", "portToggle", "scenarioToggle"])
             mouseClick(child(name))
         waitForRendering(mainWindow.contentItem)

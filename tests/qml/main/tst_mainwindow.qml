@@ -197,6 +197,93 @@ TestCase {
         testTools.stopOscDump()
     }
 
+    // A press that moves the control: a fader from bottom to top, a pad at its top-left
+    // corner, a button clicked.
+    function play(item) {
+        const slider = findChild(item, "valueSlider")
+        const pad = findChild(item, "pad")
+        if (slider) {
+            mousePress(slider, slider.width / 2, slider.height - 6)
+            mouseMove(slider, slider.width / 2, slider.height / 2, 5)
+            mouseRelease(slider, slider.width / 2, 0)
+        } else if (pad) {
+            mousePress(pad, 0, 0)
+            mouseRelease(pad, 0, 0)
+        } else {
+            mouseClick(item)
+        }
+    }
+
+    function test_learnThenPlay_data() {
+        return [
+            { tag: "f", words: ["/learn/level", "f", "0.5"], label: "level", heard: "/learn/level f " },
+            { tag: "i", words: ["/learn/step", "i", "3"], label: "step", heard: "/learn/step i " },
+            { tag: "T", words: ["/learn/on", "T"], label: "on", heard: "/learn/on T" },
+            { tag: "ff", words: ["/learn/pad", "ff", "0.1", "0.2"], label: "pad", heard: "/learn/pad ff " },
+            { tag: "s", words: ["/learn/scene", "s", "intro"], label: "scene", heard: "/learn/scene s intro" },
+            { tag: "none", words: ["/learn/go"], label: "go", heard: "/learn/go" }
+        ]
+    }
+
+    // What the target announces becomes a control ("Aprender"), once per address; while the
+    // desk is edited a click on it only selects it and an address with a blank is refused with
+    // its reason; out of edit mode it sends the address and type it was learned from.
+    function test_learnThenPlay(data) {
+        if (!testTools.isInstalled("oscdump") || !testTools.isInstalled("oscsend"))
+            skip("liblo-tools is not installed")
+        verify(testTools.writeFile(testTools.configFolder + "/osc_fixtures.json", JSON.stringify({ fixtures: [] })))
+        backend.oscTargetPort = testTools.startOscDump()
+        openWindow()
+        mouseClick(child("reloadButton"))
+        mouseClick(child("monitorToggle"))
+        waitForRendering(mainWindow.contentItem)
+        mouseClick(child("monitorStartButton"))
+        mouseClick(child("learnCheck"))
+        verify(deskEditor.learning)
+        for (let i = 0; i < 2; ++i)
+            compare(testTools.run("oscsend", ["127.0.0.1", String(monitor.port)].concat(data.words)), 0)
+        tryCompare(child("monitorRows"), "count", 2)
+        mouseClick(child("learnCheck"))
+        let learned = control("Aprendido", data.label)
+        const strip = DeskTesting.findAll(mainWindow.contentItem,
+                                          item => DeskTesting.isStrip(item) && item.name === "Aprendido")[0]
+        compare(DeskTesting.findAll(strip, item => item.channel !== undefined).length, 1)
+        compare(child("deskTitle").text, "Mesa OSC (fixtures) *")
+
+        mouseClick(child("editDeskButton"))
+        verify(deskEditor.editing)
+        play(learned)
+        compare([deskEditor.selectedStrip >= 0, deskEditor.selectedChannel], [true, 0])
+        const address = child("oscAddressField")
+        compare(address.text, data.words[0])
+        mouseClick(address)
+        keySequence(StandardKey.SelectAll)
+        for (const letter of "/a b")
+            keyClick(letter)
+        keyClick(Qt.Key_Return)
+        const reason = child("oscAddressReason")
+        verify(reason.visible && reason.text !== "", reason.text)
+        verify(lastLogLine().startsWith("[WARNING]") && lastLogLine().indexOf(reason.text) >= 0, lastLogLine())
+        compare(deskEditor.controlFields(deskEditor.selectedStrip, 0).oscAddress, data.words[0])
+        verify(!testTools.waitForOscDump(1, 300), testTools.oscDumpMessages.join(" | "))
+
+        mouseClick(child("editDeskButton"))
+        verify(!deskEditor.editing)
+        play(control("Aprendido", data.label))
+        const messages = heard(1)
+        verify(messages.every(m => m.startsWith(data.heard)), messages.join(" | "))
+        testTools.stopOscDump()
+        mouseClick(child("monitorStopButton"))
+
+        // Closing asks about the unsaved desk; "Descartar" drops what was learned.
+        const question = findChild(mainWindow, "closeQuestion")
+        mainWindow.close()
+        verify(question.visible)
+        mouseClick(visibleItem(mainWindow.contentItem.parent, "closeDiscardButton"))
+        tryVerify(() => !mainWindow.visible)
+        verify(!deskEditor.modified)
+    }
+
     // The monitor's selection stays on its row while a filter is typed and cleared; the list
     // follows the newest row through a resize, until scrolled up; a row, its bytes and a log
     // line are copied by Ctrl+C and by their context menus.
