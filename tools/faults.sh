@@ -110,10 +110,7 @@ fi
 
 # As root, ctest runs in a network namespace of its own: other programs on the machine
 # that use the device's ports 9000 and 9001 neither disturb the results nor are disturbed.
-isolated=()
-if [ "$(id -u)" -eq 0 ] && command -v ip >/dev/null && unshare -n true 2>/dev/null; then
-    isolated=(unshare -n sh -c 'ip link set lo up && exec "$@"' isolated)
-fi
+isolated=("${ISOLATED[@]}")
 
 # run_tests NAME: builds and runs ctest; prints "build-failed", or one line per failed
 # test: its name, then "timeout" when ctest stopped it.

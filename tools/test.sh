@@ -21,7 +21,7 @@ if [ "${OSC_QUICK:-0}" = 1 ] && [ "${CI:-}" != true ]; then
 fi
 
 build "$BUILD_DIR"
-(cd "$BUILD_DIR" && ctest --output-on-failure --timeout 300)
+(cd "$BUILD_DIR" && "${ISOLATED[@]}" ctest --output-on-failure --timeout 300)
 if [ "$quick" = 1 ]; then
     exit 0
 fi
@@ -32,4 +32,4 @@ fi
 CC=clang CXX=clang++ build "$SANITIZE_BUILD_DIR" -DOSC_SANITIZE=ON -DOSC_FUZZ=ON -DOSC_BENCH=OFF
 cd "$SANITIZE_BUILD_DIR"
 sanitizer_environment
-ctest --output-on-failure --timeout 600 --parallel "$(nproc)"
+"${ISOLATED[@]}" ctest --output-on-failure --timeout 600 --parallel "$(nproc)"
