@@ -10,7 +10,7 @@ build "$BUILD_DIR" >/dev/null
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$work/config"
-(cd "$work" && XDG_CONFIG_HOME="$work/config" OSC_QML_BACKEND=real QT_QPA_PLATFORM=xcb \
+(cd "$work" && "${ISOLATED[@]}" env XDG_CONFIG_HOME="$work/config" OSC_QML_BACKEND=real QT_QPA_PLATFORM=xcb \
     OSC_EXAMPLES_DIR="$ROOT/examples" \
     xvfb-run -a -s "-screen 0 1600x1000x24" \
     "$BUILD_DIR/tests/tst_desk_qml" -input "$ROOT/tools/screenshots/tst_screenshots.qml" >/dev/null)
