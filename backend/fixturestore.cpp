@@ -51,6 +51,8 @@ QVariantList FixtureStore::fixtures() const
 
 QJsonArray FixtureStore::fixtureArray() const
 {
+    if (m_isEdited)
+        return m_edited;
     return QJsonDocument::fromJson(m_fixtures).array();
 }
 
@@ -96,6 +98,8 @@ void FixtureStore::load(const QString &filePath)
     }
 
     m_fixtures = QJsonDocument(loaded).toJson(QJsonDocument::Compact);
+    m_edited = QJsonArray();
+    m_isEdited = false;
     m_fixtureCount = int(loaded.size());
     // The file and its parse are let go before those who follow the list build from it.
     loaded = QJsonArray();
@@ -105,11 +109,13 @@ void FixtureStore::load(const QString &filePath)
                   QtInfoMsg);
 }
 
-void FixtureStore::replaceFixtures(const QJsonArray &fixtures)
+void FixtureStore::replaceFixtures(const QJsonArray &fixtures, int unchanged)
 {
-    m_fixtures = QJsonDocument(fixtures).toJson(QJsonDocument::Compact);
+    m_fixtures = QByteArray();
+    m_edited = fixtures;
+    m_isEdited = true;
     m_fixtureCount = int(fixtures.size());
-    emit fixturesEdited();
+    emit fixturesEdited(qBound(0, unchanged, m_fixtureCount));
 }
 
 void FixtureStore::save(const QString &filePath)

@@ -26,14 +26,15 @@ public:
     // Keeps the file it replaces as "<file>.bak"; a failed save leaves the file as it was.
     void save(const QString &filePath);
     // A list edited in the window: no file is read, and those who follow the list keep
-    // what they can of it (fixturesEdited, not fixturesChanged).
-    void replaceFixtures(const QJsonArray &fixtures);
+    // what they can of it (fixturesEdited, not fixturesChanged). The first `unchanged`
+    // fixtures are those of the list before, as they were.
+    void replaceFixtures(const QJsonArray &fixtures, int unchanged = 0);
 
     static QString defaultFilePath();
 
 signals:
     void fixturesChanged();
-    void fixturesEdited();
+    void fixturesEdited(int unchanged);
     // The list was written to a file.
     void saved(QString path);
     void errorOccurred(QString error);
@@ -43,5 +44,9 @@ private:
     // The normalised list as compact JSON: a desk of thousands of controls keeps a few
     // bytes a control here, where the same list as maps would take kilobytes.
     QByteArray m_fixtures = QByteArrayLiteral("[]");
+    // An edited list is kept as given, shared with the editor that holds it anyway, so
+    // that an edit costs no rewrite of the whole list; a load goes back to the JSON.
+    QJsonArray m_edited;
+    bool m_isEdited = false;
     int m_fixtureCount = 0;
 };

@@ -112,7 +112,7 @@ public:
             m_editor->replace(m_strip, 0, QJsonArray{m_created}, soon);
             return;
         }
-        QJsonArray &list = m_editor->list();
+        QJsonArray &list = m_editor->changing(m_strip);
         // Taken out of the list, so that changing it copies nothing.
         QJsonObject fixture = list.at(m_strip).toObject();
         list.replace(m_strip, QJsonValue());
@@ -136,7 +136,7 @@ public:
             m_editor->replace(m_strip, 1, QJsonArray());
             return;
         }
-        QJsonArray &list = m_editor->list();
+        QJsonArray &list = m_editor->changing(m_strip);
         QJsonObject fixture = list.at(m_strip).toObject();
         list.replace(m_strip, QJsonValue());
         QJsonObject capabilities = fixture.take(kCapabilities).toObject();
@@ -242,9 +242,15 @@ QJsonArray DeskEditor::fixtures()
     return list();
 }
 
+QJsonArray &DeskEditor::changing(int from)
+{
+    m_changedFrom = qMin(m_changedFrom, from);
+    return list();
+}
+
 void DeskEditor::replace(int at, int count, const QJsonArray &with, bool soon)
 {
-    QJsonArray &fixtures = list();
+    QJsonArray &fixtures = changing(at);
     for (int i = 0; i < count; ++i)
         fixtures.removeAt(at);
     for (int i = 0; i < int(with.size()); ++i)
@@ -260,7 +266,7 @@ void DeskEditor::publish(bool soon)
         return;
     }
     m_publish.stop();
-    m_store->replaceFixtures(m_list);
+    m_store->replaceFixtures(m_list, std::exchange(m_changedFrom, std::numeric_limits<int>::max()));
     keepSelectionInRange();
 }
 
@@ -281,6 +287,7 @@ void DeskEditor::keepSelectionInRange()
 void DeskEditor::onListLoaded()
 {
     m_publish.stop();
+    m_changedFrom = std::numeric_limits<int>::max();
     m_listValid = false;
     m_list = QJsonArray();
     m_stack.clear();

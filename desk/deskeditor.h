@@ -10,6 +10,8 @@
 #include <QVariantList>
 #include <QVariantMap>
 
+#include <limits>
+
 class EventLog;
 class FixtureStore;
 class OscDesk;
@@ -97,6 +99,8 @@ private:
     friend class LearnControl;
 
     QJsonArray &list();
+    // The list, about to change from fixture `from` on.
+    QJsonArray &changing(int from);
     // The one change every edit makes: `count` fixtures from `at` become `with`.
     void replace(int at, int count, const QJsonArray &with, bool soon = false);
     void publish(bool soon);
@@ -117,6 +121,8 @@ private:
     QJsonArray m_list;
     bool m_listValid = false;
     bool m_publishing = false;
+    // The fixtures before this one are as the store last got them.
+    int m_changedFrom = std::numeric_limits<int>::max();
     QTimer m_publish;  // learned controls reach the store and the desk a few times a second
     QSet<QString> m_heard;  // while learning: the addresses heard or on the desk
     bool m_editing = false;
