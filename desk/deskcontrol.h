@@ -56,6 +56,8 @@ public:
 
     // The desk's list was replaced: this object no longer stands for a control.
     void detach() { m_desk = nullptr; }
+    // The list was edited and the same control now stands at `index`.
+    void moveTo(int index) { m_index = index; }
 
 signals:
     void valueChanged();

@@ -18,6 +18,7 @@ constexpr qreal kFaderWidth = 40;
 constexpr qreal kRowGap = 4;
 constexpr qreal kMinimumPadWidth = 140;
 constexpr qreal kMinimumStripWidth = 170;
+constexpr int kEagerEditedControls = 64;
 
 int buttonRows(int buttons)
 {
@@ -25,6 +26,38 @@ int buttonRows(int buttons)
 }
 
 } // namespace
+
+DeskControlList::DeskControlList(const QList<DeskControl *> &controls, QObject *parent)
+    : QAbstractListModel(parent), m_controls(controls)
+{
+}
+
+void DeskControlList::append(const QList<DeskControl *> &controls)
+{
+    if (controls.isEmpty())
+        return;
+    beginInsertRows(QModelIndex(), count(), count() + int(controls.size()) - 1);
+    m_controls += controls;
+    endInsertRows();
+    emit countChanged();
+}
+
+int DeskControlList::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : count();
+}
+
+QVariant DeskControlList::data(const QModelIndex &index, int role) const
+{
+    if (!index.isValid() || index.row() >= count() || role != Qt::UserRole)
+        return QVariant();
+    return QVariant::fromValue<QObject *>(m_controls.at(index.row()));
+}
+
+QHash<int, QByteArray> DeskControlList::roleNames() const
+{
+    return {{Qt::UserRole, "deskControl"}};
+}
 
 DeskStrips::DeskStrips(OscDesk *desk) : QAbstractListModel(desk), m_desk(desk)
 {
@@ -85,12 +118,66 @@ void DeskStrips::reload(const std::function<void()> &replace)
     if (!m_rows.empty())
         leave(0, int(m_rows.size()) - 1);
     beginResetModel();
+    for (Row &row : m_rows)
+        dropRow(row);
     m_rows.clear();
     replace();
     relayout();
     for (int strip : wantedStrips())
         m_rows.push_back(rowFor(strip, true));
     endResetModel();
+}
+
+void DeskStrips::edit(int first, const std::function<bool(int)> &inPlace, const std::function<void()> &replace)
+{
+    removeRows([&](int strip) { return strip >= first && !inPlace(strip); });
+    replace();
+    relayout();
+    for (size_t i = 0; i < m_rows.size(); ++i) {
+        Row &row = m_rows[i];
+        if (row.strip < first)
+            continue;
+        QList<DeskControl *> continuous;
+        QList<DeskControl *> buttons;
+        for (DeskControl *control : m_desk->controlObjects(row.strip))
+            (control->kind() == QLatin1String("button") ? buttons : continuous).append(control);
+        row.continuous->append(continuous.mid(row.continuous->count()));
+        row.buttons->append(buttons.mid(row.buttons->count()));
+        emit dataChanged(index(int(i)), index(int(i)),
+                         {StripXRole, StripYRole, StripWidthRole, NameRole, ManufacturerRole, ModelNameRole,
+                          DeviceTypeRole, UniverseRole, StartChannelRole, ChannelCountRole, ButtonColumnsRole,
+                          PadWidthRole});
+    }
+    // A strip an edit brings into view is built at once, unless it holds many controls (a
+    // learned strip of hundreds): that one is built between frames.
+    updateRows(false, kEagerEditedControls);
+}
+
+void DeskStrips::dropRow(Row &row)
+{
+    row.continuous->deleteLater();
+    row.buttons->deleteLater();
+}
+
+// Rows go in runs, last first, as the view would have them go.
+void DeskStrips::removeRows(const std::function<bool(int)> &goes)
+{
+    for (int last = int(m_rows.size()) - 1; last >= 0;) {
+        if (!goes(m_rows[size_t(last)].strip)) {
+            --last;
+            continue;
+        }
+        int first = last;
+        while (first > 0 && goes(m_rows[size_t(first) - 1].strip))
+            --first;
+        leave(first, last);
+        beginRemoveRows(QModelIndex(), first, last);
+        for (int row = first; row <= last; ++row)
+            dropRow(m_rows[size_t(row)]);
+        m_rows.erase(m_rows.begin() + first, m_rows.begin() + last + 1);
+        endRemoveRows();
+        last = first - 1;
+    }
 }
 
 // A Flow's rule: a strip that would pass the right edge starts a new row, unless it is
@@ -145,35 +232,26 @@ std::vector<int> DeskStrips::wantedStrips() const
 
 DeskStrips::Row DeskStrips::rowFor(int strip, bool eager)
 {
-    Row row{strip, eager && inView(strip), true, {}, {}};
+    QList<DeskControl *> continuous;
+    QList<DeskControl *> buttons;
     for (DeskControl *control : m_desk->controlObjects(strip))
-        (control->kind() == QLatin1String("button") ? row.buttons : row.continuous)
-                .append(QVariant::fromValue<QObject *>(control));
-    return row;
+        (control->kind() == QLatin1String("button") ? buttons : continuous).append(control);
+    return Row{strip, eager && inView(strip), true, new DeskControlList(continuous, this),
+               new DeskControlList(buttons, this)};
 }
 
 // Rows leave and come in runs, so that the view destroys and builds only what changed.
-void DeskStrips::updateRows(bool eager)
+void DeskStrips::updateRows(bool eager, int eagerUpTo)
 {
     const std::vector<int> wanted = wantedStrips();
     const auto isWanted = [&](int strip) { return std::binary_search(wanted.begin(), wanted.end(), strip); };
     std::vector<int> released;
-    for (int last = int(m_rows.size()) - 1; last >= 0;) {
-        if (isWanted(m_rows[size_t(last)].strip)) {
-            --last;
-            continue;
-        }
-        int first = last;
-        while (first > 0 && !isWanted(m_rows[size_t(first) - 1].strip))
-            --first;
-        leave(first, last);
-        beginRemoveRows(QModelIndex(), first, last);
-        for (int row = first; row <= last; ++row)
-            released.push_back(m_rows[size_t(row)].strip);
-        m_rows.erase(m_rows.begin() + first, m_rows.begin() + last + 1);
-        endRemoveRows();
-        last = first - 1;
-    }
+    removeRows([&](int strip) {
+        if (isWanted(strip))
+            return false;
+        released.push_back(strip);
+        return true;
+    });
     size_t row = 0;
     for (size_t i = 0; i < wanted.size();) {
         if (row < m_rows.size() && m_rows[row].strip == wanted[i]) {
@@ -187,7 +265,7 @@ void DeskStrips::updateRows(bool eager)
         beginInsertRows(QModelIndex(), int(row), int(row + (end - i)) - 1);
         std::vector<Row> added;
         for (size_t k = i; k < end; ++k)
-            added.push_back(rowFor(wanted[k], eager));
+            added.push_back(rowFor(wanted[k], eager || m_desk->strip(wanted[k]).channelCount <= eagerUpTo));
         m_rows.insert(m_rows.begin() + qsizetype(row), std::make_move_iterator(added.begin()),
                       std::make_move_iterator(added.end()));
         endInsertRows();
@@ -233,8 +311,8 @@ QVariant DeskStrips::data(const QModelIndex &index, int role) const
     case UniverseRole: return strip.universe;
     case StartChannelRole: return strip.startChannel;
     case ChannelCountRole: return strip.channelCount;
-    case ContinuousControlsRole: return row.continuous;
-    case ButtonControlsRole: return row.buttons;
+    case ContinuousControlsRole: return QVariant::fromValue<QObject *>(row.continuous);
+    case ButtonControlsRole: return QVariant::fromValue<QObject *>(row.buttons);
     case ButtonColumnsRole: return buttonColumns(strip.buttons);
     case PadWidthRole: return padWidth(strip, m_stripHeight, m_headerHeight);
     default: return QVariant();

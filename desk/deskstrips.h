@@ -9,6 +9,33 @@
 #include <functional>
 #include <vector>
 
+class DeskControl;
+
+// A strip's controls of one kind (faders and pads, or buttons) as a list for a Repeater,
+// which builds only what is appended to it.
+class DeskControlList : public QAbstractListModel
+{
+    Q_OBJECT
+    Q_PROPERTY(int count READ count NOTIFY countChanged)
+
+public:
+    DeskControlList(const QList<DeskControl *> &controls, QObject *parent);
+
+    int count() const { return int(m_controls.size()); }
+    const QList<DeskControl *> &controls() const { return m_controls; }
+    void append(const QList<DeskControl *> &controls);
+
+    int rowCount(const QModelIndex &parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex &index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+
+signals:
+    void countChanged();
+
+private:
+    QList<DeskControl *> m_controls;
+};
+
 // Where the desk's strips go, and which of them the view shows. The strips are laid out
 // as a Flow of them would be: left to right 8 px apart, wrapping into rows 8 px apart,
 // each as wide as its controls need and as high as the view says. The rows of this model
@@ -34,7 +61,7 @@ public:
         UniverseRole,
         StartChannelRole,
         ChannelCountRole,
-        ContinuousControlsRole,  // DeskControl objects of the faders and pads, in channel order
+        ContinuousControlsRole,  // DeskControlList of the faders and pads, in channel order
         ButtonControlsRole,      // and of the buttons
         ButtonColumnsRole,
         PadWidthRole,
@@ -65,6 +92,10 @@ public:
 
     // Called by the desk around replacing its list.
     void reload(const std::function<void()> &replace);
+    // Called by the desk around an edit of its list from strip `first` on: the rows of
+    // the strips before it stay as they are, and so do those of later strips for which
+    // `inPlace` holds (their controls' objects stay, and any new ones come after them).
+    void edit(int first, const std::function<bool(int)> &inPlace, const std::function<void()> &replace);
 
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role) const override;
@@ -79,16 +110,18 @@ private:
         int strip;
         bool eager;
         bool near = true;
-        QVariantList continuous;
-        QVariantList buttons;
+        DeskControlList *continuous = nullptr;
+        DeskControlList *buttons = nullptr;
     };
 
     void relayout();
     std::vector<int> wantedStrips() const;
     bool inView(int strip) const;
     Row rowFor(int strip, bool eager);
-    void updateRows(bool eager);
+    void updateRows(bool eager, int eagerUpTo = 0);
     void leave(int first, int last);
+    void removeRows(const std::function<bool(int)> &goes);
+    static void dropRow(Row &row);
 
     OscDesk *m_desk;
     std::vector<QPointF> m_positions;

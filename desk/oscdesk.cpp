@@ -47,6 +47,10 @@ bool isGiven(const QJsonValue &value)
 class TextPool
 {
 public:
+    TextPool() = default;
+    // Goes on from the start of a pool.
+    explicit TextPool(QString start) : m_pool(std::move(start)) {}
+
     OscDesk::Text add(const QString &text)
     {
         const OscDesk::Text added{quint32(m_pool.size()), quint32(text.size())};
@@ -63,6 +67,7 @@ public:
     }
 
     QStringView view(OscDesk::Text text) const { return QStringView(m_pool).mid(text.at, text.size); }
+    quint32 size() const { return quint32(m_pool.size()); }
 
     QString take()
     {
@@ -184,13 +189,20 @@ void OscDesk::follow(OscEmulatorBackend *store, OscMonitor *monitor)
 {
     connect(store, &OscEmulatorBackend::fixturesChanged, this, [this, store] { setFixtures(store->fixtureArray()); });
     connect(store->fixtureStore(), &FixtureStore::fixturesEdited, this,
-            [this, store] { setFixtures(store->fixtureArray(), true); });
+            [this, store](int unchanged) { setFixtures(store->fixtureArray(), true, unchanged); });
     connect(monitor, &OscMonitor::feedback, this, &OscDesk::applyFeedback);
     setFixtures(store->fixtureArray());
 }
 
-void OscDesk::setFixtures(QJsonArray fixtures, bool keepState)
+void OscDesk::setFixtures(QJsonArray fixtures, bool keepState, int unchanged)
 {
+    // An edit keeps the strips before the first changed fixture, their controls and their
+    // texts (a strip's texts are those of the pool from its textsFrom on), and builds the
+    // rest after them: learning, which adds to the last strip, builds only that one. The
+    // view keeps what it shows of them where it can, and builds new strips between frames.
+    const int kept = keepState ? qBound(0, unchanged, qMin(stripCount(), int(fixtures.size()))) : 0;
+    const int keptControls = kept < stripCount() ? m_stripList[size_t(kept)].firstControl : controlCount();
+
     // Where each control stood, by fixture id, channel, kind and address.
     const auto placeOf = [](QStringView id, const Control &control, QStringView address) {
         return id.toString() + QLatin1Char('\n') + QString::number(control.channel) + QLatin1Char('\n')
@@ -198,8 +210,8 @@ void OscDesk::setFixtures(QJsonArray fixtures, bool keepState)
     };
     QHash<QString, int> previous;
     if (keepState) {
-        previous.reserve(qsizetype(m_controls.size()));
-        for (int i = 0; i < int(m_controls.size()); ++i) {
+        previous.reserve(qsizetype(m_controls.size()) - keptControls);
+        for (int i = keptControls; i < int(m_controls.size()); ++i) {
             const Control &control = m_controls[size_t(i)];
             previous.insert(placeOf(view(m_stripList[size_t(control.strip)].id), control, view(control.oscAddress)), i);
         }
@@ -207,20 +219,21 @@ void OscDesk::setFixtures(QJsonArray fixtures, bool keepState)
 
     std::vector<Strip> strips;
     std::vector<Control> controls;
-    TextPool texts;
-    strips.reserve(size_t(fixtures.size()));
+    TextPool texts(kept > 0 ? m_texts.left(m_stripList[size_t(kept)].textsFrom) : QString());
+    strips.reserve(size_t(fixtures.size() - kept));
     // The store bounds the count to 1..512; a list from elsewhere may not be bounded.
     const auto countOf = [](const QJsonObject &fixture) {
         return qBound(0, wholeNumber(fixture, QStringLiteral("channelCount"), 1), 512);
     };
     size_t total = 0;
-    for (const QJsonValue &fixture : std::as_const(fixtures))
-        total += size_t(countOf(fixture.toObject()));
+    for (int f = kept; f < int(fixtures.size()); ++f)
+        total += size_t(countOf(fixtures.at(f).toObject()));
     controls.reserve(total);
 
-    for (const QJsonValue &value : std::as_const(fixtures)) {
-        const QJsonObject fixture = value.toObject();
+    for (int f = kept; f < int(fixtures.size()); ++f) {
+        const QJsonObject fixture = fixtures.at(f).toObject();
         Strip strip;
+        strip.textsFrom = texts.size();
         const QString deviceType = textOf(fixture, QStringLiteral("deviceType"), QStringLiteral("Generic"));
         strip.id = texts.add(fixture.value(QLatin1String("id")).toVariant().toString());
         strip.name = texts.add(textOf(fixture, QStringLiteral("name"), QStringLiteral("Fixture")));
@@ -230,7 +243,7 @@ void OscDesk::setFixtures(QJsonArray fixtures, bool keepState)
         strip.universe = wholeNumber(fixture, QStringLiteral("universe"), 0);
         strip.startChannel = wholeNumber(fixture, QStringLiteral("startChannel"), 1);
         strip.channelCount = countOf(fixture);
-        strip.firstControl = int(controls.size());
+        strip.firstControl = keptControls + int(controls.size());
         const QJsonObject channels =
                 fixture.value(QLatin1String("capabilities")).toObject().value(QLatin1String("channels")).toObject();
         const bool rgb = deviceType.contains(QLatin1String("rgb"), Qt::CaseInsensitive);
@@ -239,7 +252,7 @@ void OscDesk::setFixtures(QJsonArray fixtures, bool keepState)
             Control control = controlFor(channels.value(QString::number(channel)).toObject(), i, rgb, texts);
             control.universe = strip.universe;
             control.channel = channel;
-            control.strip = int(strips.size());
+            control.strip = kept + int(strips.size());
             (control.kind == Kind::Fader ? strip.faders : control.kind == Kind::XYPad ? strip.pads : strip.buttons)++;
             controls.push_back(std::move(control));
         }
@@ -247,7 +260,7 @@ void OscDesk::setFixtures(QJsonArray fixtures, bool keepState)
     }
     if (keepState) {
         for (Control &control : controls) {
-            const Strip &strip = strips[size_t(control.strip)];
+            const Strip &strip = strips[size_t(control.strip - kept)];
             const auto it = previous.constFind(placeOf(texts.view(strip.id), control, texts.view(control.oscAddress)));
             if (it == previous.constEnd())
                 continue;
@@ -260,9 +273,73 @@ void OscDesk::setFixtures(QJsonArray fixtures, bool keepState)
             control.lastSentPair = before.lastSentPair;
         }
     }
-    // The parsed document goes, and what stays is copied into the room it leaves: a large
-    // list's parse would otherwise leave megabytes of freed heap pinned by what stays.
     fixtures = QJsonArray();
+
+    if (keepState) {
+        // A control that stands where it stood, as it was, keeps the object that shows it,
+        // and a strip all of whose shown controls do so keeps its row.
+        std::vector<bool> inPlace(size_t(stripCount()), true);
+        std::vector<std::pair<DeskControl *, int>> moved;
+        for (int s = kept; s < stripCount(); ++s) {
+            const Strip &old = m_stripList[size_t(s)];
+            const Strip *now = s - kept < int(strips.size()) ? &strips[size_t(s - kept)] : nullptr;
+            if (!now || view(old.id) != texts.view(now->id)) {
+                inPlace[size_t(s)] = false;
+                continue;
+            }
+            for (int offset = 0; offset < old.channelCount; ++offset) {
+                Control &before = m_controls[size_t(old.firstControl + offset)];
+                if (!before.object)
+                    continue;
+                Control *after = offset < now->channelCount ? &controls[size_t(now->firstControl - keptControls + offset)]
+                                                            : nullptr;
+                const auto same = [&](Text a, Text b) { return view(a) == texts.view(b); };
+                if (after && after->kind == before.kind && after->universe == before.universe
+                    && after->channel == before.channel && after->toggle == before.toggle
+                    && same(before.label, after->label) && same(before.oscAddress, after->oscAddress)
+                    && same(before.argType, after->argType) && same(before.mode, after->mode)
+                    && same(before.stringValue, after->stringValue)) {
+                    after->object = std::exchange(before.object, nullptr);
+                    after->held = before.held;
+                    moved.emplace_back(after->object, now->firstControl + offset);
+                } else {
+                    inPlace[size_t(s)] = false;
+                }
+            }
+        }
+        for (Control &control : controls) {
+            if (control.held)
+                strips[size_t(control.strip - kept)].heldControls++;
+        }
+        QList<DeskControl *> objects;
+        for (int i = keptControls; i < controlCount(); ++i) {
+            if (DeskControl *object = std::exchange(m_controls[size_t(i)].object, nullptr)) {
+                object->detach();
+                objects.append(object);
+            }
+        }
+        QString pool = texts.take();
+        m_strips->edit(
+                kept, [&](int strip) { return strip < int(inPlace.size()) && inPlace[size_t(strip)]; },
+                [&] {
+                    m_stripList.resize(size_t(kept));
+                    m_stripList.insert(m_stripList.end(), strips.begin(), strips.end());
+                    m_controls.resize(size_t(keptControls));
+                    m_controls.insert(m_controls.end(), std::make_move_iterator(controls.begin()),
+                                      std::make_move_iterator(controls.end()));
+                    m_texts = std::move(pool);
+                    index();
+                    for (const auto &[object, at] : moved)
+                        object->moveTo(at);
+                });
+        for (DeskControl *object : objects)
+            object->deleteLater();
+        emit loaded();
+        return;
+    }
+
+    // The parsed document is gone, and what stays is copied into the room it leaves: a
+    // large list's parse would otherwise leave megabytes of freed heap pinned by what stays.
     strips = std::vector<Strip>(strips);
     controls = std::vector<Control>(controls);
     QString pool = texts.take();
@@ -279,16 +356,7 @@ void OscDesk::setFixtures(QJsonArray fixtures, bool keepState)
         m_stripList = std::move(strips);
         m_controls = std::move(controls);
         m_texts = std::move(pool);
-        m_byAddress.clear();
-        m_byChannel.clear();
-        m_byAddress.reserve(qsizetype(m_controls.size()));
-        for (int i = 0; i < int(m_controls.size()); ++i) {
-            const Control &control = m_controls[size_t(i)];
-            if (control.oscAddress.size == 0)
-                m_byChannel.insert(channelKey(control.universe, control.channel), i);
-            else
-                m_byAddress.insert(view(control.oscAddress), i);
-        }
+        index();
     });
     // After the items that showed them, which the reload released first.
     for (DeskControl *object : objects)
@@ -298,6 +366,20 @@ void OscDesk::setFixtures(QJsonArray fixtures, bool keepState)
     malloc_trim(0);
 #endif
     emit loaded();
+}
+
+void OscDesk::index()
+{
+    m_byAddress.clear();
+    m_byChannel.clear();
+    m_byAddress.reserve(qsizetype(m_controls.size()));
+    for (int i = 0; i < int(m_controls.size()); ++i) {
+        const Control &control = m_controls[size_t(i)];
+        if (control.oscAddress.size == 0)
+            m_byChannel.insert(channelKey(control.universe, control.channel), i);
+        else
+            m_byAddress.insert(view(control.oscAddress), i);
+    }
 }
 
 void OscDesk::applyFeedback(const QString &address, const QString &tags, const QVariantList &values)

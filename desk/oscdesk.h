@@ -75,6 +75,7 @@ public:
         int pads = 0;
         int buttons = 0;
         int heldControls = 0;
+        quint32 textsFrom = 0;  // its texts, and those first used by it, from here on in the pool
     };
 
     explicit OscDesk(QObject *parent = nullptr);
@@ -96,8 +97,9 @@ public:
     // strip's fallback): every control starts at its initial state, nothing remembered;
     // or, with keepState (an edit of the list), a control of the same fixture id and
     // channel that still is of the same kind and sends to the same address keeps where it
-    // stands and what it last sent.
-    void setFixtures(QJsonArray fixtures, bool keepState = false);
+    // stands and what it last sent. With keepState, the first `unchanged` fixtures are
+    // those of the list before, as they were: their strips stay as they are.
+    void setFixtures(QJsonArray fixtures, bool keepState = false, int unchanged = 0);
 
     // A message heard from the target moves the controls that send to its address, read
     // by its own type: a float 0.0-1.0, an int 0-127 (as a fader's range), T or F, a
@@ -120,6 +122,7 @@ private:
     Control &mutableControl(int index) { return m_controls[size_t(index)]; }
     void setHeld(int index, bool held);
     void detachObjects();
+    void index();
 
     DeskStrips *m_strips;
     std::vector<Strip> m_stripList;

@@ -13,10 +13,10 @@ Rectangle {
     property string manufacturer: ""
     property string modelName: ""
     property string deviceType: ""
-    // The desk's controls (DeskControl) of the faders and pads, and of the buttons, in
-    // channel order.
-    property var continuousControls: []
-    property var buttonControls: []
+    // The desk's controls (lists of DeskControl) of the faders and pads, and of the
+    // buttons, in channel order.
+    property var continuousControls: null
+    property var buttonControls: null
     property int buttonColumns: 1
     // A pad's width: the fader row's height, at least 140, as the desk lays strips out.
     property real padWidth: 140
@@ -93,7 +93,7 @@ Rectangle {
             id: continuousRow
 
             objectName: "continuousRow"
-            visible: root.continuousControls.length > 0
+            visible: (root.continuousControls ? root.continuousControls.count : 0) > 0
             spacing: 4
             Layout.fillWidth: true
             Layout.fillHeight: true
@@ -102,16 +102,16 @@ Rectangle {
                 model: root.continuousControls
 
                 delegate: Loader {
-                    required property var modelData
+                    required property var deskControl
 
-                    sourceComponent: modelData.kind === "xy" ? xyPadComponent : faderComponent
+                    sourceComponent: deskControl.kind === "xy" ? xyPadComponent : faderComponent
                     Layout.fillHeight: true
-                    Layout.preferredWidth: modelData.kind === "xy" ? root.padWidth : 40
+                    Layout.preferredWidth: deskControl.kind === "xy" ? root.padWidth : 40
 
-                    onLoaded: root.configure(item, modelData)
+                    onLoaded: root.configure(item, deskControl)
 
                     EditMark {
-                        offset: modelData.channel - root.startChannel
+                        offset: deskControl.channel - root.startChannel
                     }
                 }
             }
@@ -130,7 +130,7 @@ Rectangle {
             id: buttonGrid
 
             objectName: "buttonGrid"
-            visible: root.buttonControls.length > 0
+            visible: (root.buttonControls ? root.buttonControls.count : 0) > 0
             columns: root.buttonColumns
             spacing: 4
             Layout.alignment: Qt.AlignLeft | Qt.AlignBottom
@@ -139,15 +139,15 @@ Rectangle {
                 model: root.buttonControls
 
                 delegate: FixtureChannelButton {
-                    required property var modelData
+                    required property var deskControl
 
                     width: 56
                     height: 64
 
-                    Component.onCompleted: root.configure(this, modelData)
+                    Component.onCompleted: root.configure(this, deskControl)
 
                     EditMark {
-                        offset: modelData.channel - root.startChannel
+                        offset: deskControl.channel - root.startChannel
                     }
                 }
             }
