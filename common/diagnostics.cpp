@@ -42,3 +42,18 @@ QString quotedText(const QString &text)
     quoted.append(u'"').append(text).append(u'"');
     return quoted;
 }
+
+void appendDecimal(QString &out, qint64 value)
+{
+    char16_t digits[20];
+    int first = 20;
+    // Negated as unsigned: the lowest qint64 has no positive counterpart.
+    quint64 magnitude = value < 0 ? 0 - quint64(value) : quint64(value);
+    do {
+        digits[--first] = char16_t(u'0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (value < 0)
+        out.append(u'-');
+    out.append(reinterpret_cast<const QChar *>(digits + first), 20 - first);
+}
