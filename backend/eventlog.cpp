@@ -5,7 +5,6 @@
 
 #include <QDebug>
 #include <QFile>
-#include <QTextStream>
 
 #include <cerrno>
 
@@ -57,31 +56,27 @@ void EventLog::open(const std::optional<QString> &fileName)
     }
     if (!m_file->isOpen()) {
         qWarning() << "Failed to open log file:" << name;
+        delete m_file;
+        m_file = nullptr;
         return;
     }
-    m_stream = new QTextStream(m_file);
     writeToFile(QStringLiteral("=== OSC Emulator Debug Log Started ==="));
     writeToFile(QStringLiteral("Log file: ") + name);
 }
 
 void EventLog::close()
 {
-    if (m_stream) {
-        writeToFile(QStringLiteral("=== OSC Emulator Debug Log Ended ==="));
-        m_stream->flush();
-        delete m_stream;
-        m_stream = nullptr;
-    }
-    if (m_file) {
-        m_file->close();
-        delete m_file;
-        m_file = nullptr;
-    }
+    if (!m_file)
+        return;
+    writeToFile(QStringLiteral("=== OSC Emulator Debug Log Ended ==="));
+    m_file->close();
+    delete m_file;
+    m_file = nullptr;
 }
 
 QString EventLog::fileName() const
 {
-    return m_stream ? m_file->fileName() : QString();
+    return m_file ? m_file->fileName() : QString();
 }
 
 void EventLog::add(const QString &message, QtMsgType level)
@@ -103,18 +98,17 @@ void EventLog::writeToFile(const QString &text)
 
 void EventLog::writeFileLine(const LogFormat::Stamp &stamp, const QString &text)
 {
-    if (!m_stream || !m_file || !m_file->isOpen())
+    if (!m_file)
         return;
-    *m_stream << LogFormat::fileLine(stamp, text);
+    const QByteArray line = LogFormat::fileLine(stamp, text);
     errno = 0;
-    m_stream->flush();
+    const qint64 written = m_file->write(line);
     const int writeErrno = errno;
-    if (m_stream->status() == QTextStream::Ok && m_file->error() == QFileDevice::NoError)
+    if (written == line.size() && m_file->error() == QFileDevice::NoError)
         return;
     // A short write leaves no error on the file; the system's own reason is in errno.
     const QString reason = m_file->error() == QFileDevice::NoError && writeErrno != 0 ? qt_error_string(writeErrno)
                                                                                      : m_file->errorString();
-    m_stream->resetStatus();
     m_file->unsetError();
     // Said once per run; the in-memory log goes on regardless.
     if (!m_writeFailed) {

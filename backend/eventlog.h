@@ -7,7 +7,6 @@
 #include <optional>
 
 class QFile;
-class QTextStream;
 namespace LogFormat {
 struct Stamp;
 }
@@ -41,7 +40,6 @@ private:
     void writeFileLine(const LogFormat::Stamp &stamp, const QString &text);
 
     QStringList m_lines;
-    QFile *m_file = nullptr;
-    QTextStream *m_stream = nullptr;
+    QFile *m_file = nullptr; // unbuffered: each line is written when it is made
     bool m_writeFailed = false;
 };

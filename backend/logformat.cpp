@@ -1,5 +1,7 @@
 #include "logformat.h"
 
+#include <QStringEncoder>
+
 namespace LogFormat {
 
 namespace {
@@ -18,23 +20,26 @@ void civilFromDays(qint64 days, int &year, int &month, int &day)
     year = int(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
 }
 
-void appendDigits(QString &out, int value, int width)
+// Writes `value` in `width` decimal digits, zeros in front.
+template<typename Char>
+Char *putDigits(Char *out, int value, int width)
 {
-    QChar digits[4];
     for (int i = width - 1; i >= 0; --i) {
-        digits[i] = QChar(u'0' + value % 10);
+        out[i] = Char('0' + value % 10);
         value /= 10;
     }
-    out.append(digits, width);
+    return out + width;
 }
 
-void appendTime(QString &out, const Stamp &stamp)
+// "hh:mm:ss"
+template<typename Char>
+Char *putTime(Char *out, const Stamp &stamp)
 {
-    appendDigits(out, stamp.hour, 2);
-    out.append(u':');
-    appendDigits(out, stamp.minute, 2);
-    out.append(u':');
-    appendDigits(out, stamp.second, 2);
+    out = putDigits(out, stamp.hour, 2);
+    *out++ = Char(':');
+    out = putDigits(out, stamp.minute, 2);
+    *out++ = Char(':');
+    return putDigits(out, stamp.second, 2);
 }
 
 } // namespace
@@ -77,33 +82,37 @@ QString memoryLine(const Stamp &stamp, QtMsgType level, const QString &message)
 {
     // Appended, never arg(): the message is not scanned for placeholders.
     const QString tag = levelTag(level);
+    char16_t time[12] = u"[hh:mm:ss] ";
+    putTime(time + 1, stamp);
     QString line;
     line.reserve(11 + tag.size() + message.size());
-    line.append(u'[');
-    appendTime(line, stamp);
-    line.append(u"] ");
+    line.append(reinterpret_cast<const QChar *>(time), 11);
     line.append(tag);
     line.append(message);
     return line;
 }
 
-QString fileLine(const Stamp &stamp, const QString &text)
+QByteArray fileLine(const Stamp &stamp, const QString &text)
 {
-    QString line;
-    line.reserve(27 + text.size());
-    line.append(u'[');
-    appendDigits(line, stamp.year, 4);
-    line.append(u'-');
-    appendDigits(line, stamp.month, 2);
-    line.append(u'-');
-    appendDigits(line, stamp.day, 2);
-    line.append(u' ');
-    appendTime(line, stamp);
-    line.append(u'.');
-    appendDigits(line, stamp.millisecond, 3);
-    line.append(u"] ");
-    line.append(text);
-    line.append(u'\n');
+    constexpr qsizetype kStampSize = 26; // "[yyyy-MM-dd hh:mm:ss.zzz] "
+    QStringEncoder utf8(QStringEncoder::Utf8);
+    QByteArray line(kStampSize + utf8.requiredSpace(text.size()) + 1, Qt::Uninitialized);
+    char *out = line.data();
+    *out++ = '[';
+    out = putDigits(out, stamp.year, 4);
+    *out++ = '-';
+    out = putDigits(out, stamp.month, 2);
+    *out++ = '-';
+    out = putDigits(out, stamp.day, 2);
+    *out++ = ' ';
+    out = putTime(out, stamp);
+    *out++ = '.';
+    out = putDigits(out, stamp.millisecond, 3);
+    *out++ = ']';
+    *out++ = ' ';
+    out = utf8.appendToBuffer(out, text);
+    *out++ = '\n';
+    line.truncate(out - line.constData());
     return line;
 }
 
