@@ -129,11 +129,15 @@ QString hexDigits(const QByteArray &data, int maxDigits)
     static const char digits[] = "0123456789abcdef";
     const qsizetype count = qMin(data.size() * 2, qsizetype(qMax(maxDigits, 0)));
     QString hex(count, Qt::Uninitialized);
-    QChar *out = hex.data();
-    for (qsizetype i = 0; i < count; ++i) {
-        const quint8 byte = quint8(data.at(i / 2));
-        out[i] = QLatin1Char(digits[(i % 2 == 0) ? byte >> 4 : byte & 0xf]);
+    char16_t *out = reinterpret_cast<char16_t *>(hex.data());
+    const auto *bytes = reinterpret_cast<const quint8 *>(data.constData());
+    for (qsizetype i = 0; i < count / 2; ++i) {
+        out[2 * i] = char16_t(digits[bytes[i] >> 4]);
+        out[2 * i + 1] = char16_t(digits[bytes[i] & 0xf]);
     }
+    // An odd cut ends on a byte's first digit.
+    if (count % 2 != 0)
+        out[count - 1] = char16_t(digits[bytes[count / 2] >> 4]);
     return hex;
 }
 
