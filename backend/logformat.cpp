@@ -124,20 +124,27 @@ QString debugLogFileName(const QDateTime &start, int attempt)
     return name + QStringLiteral(".log");
 }
 
-QString hexDigits(const QByteArray &data, int maxDigits)
+void appendHexDigits(QString &out, const QByteArray &data, int maxDigits)
 {
     static const char digits[] = "0123456789abcdef";
     const qsizetype count = qMin(data.size() * 2, qsizetype(qMax(maxDigits, 0)));
-    QString hex(count, Qt::Uninitialized);
-    char16_t *out = reinterpret_cast<char16_t *>(hex.data());
+    const qsizetype start = out.size();
+    out.resize(start + count);
+    char16_t *hex = reinterpret_cast<char16_t *>(out.data()) + start;
     const auto *bytes = reinterpret_cast<const quint8 *>(data.constData());
     for (qsizetype i = 0; i < count / 2; ++i) {
-        out[2 * i] = char16_t(digits[bytes[i] >> 4]);
-        out[2 * i + 1] = char16_t(digits[bytes[i] & 0xf]);
+        hex[2 * i] = char16_t(digits[bytes[i] >> 4]);
+        hex[2 * i + 1] = char16_t(digits[bytes[i] & 0xf]);
     }
     // An odd cut ends on a byte's first digit.
     if (count % 2 != 0)
-        out[count - 1] = char16_t(digits[bytes[count / 2] >> 4]);
+        hex[count - 1] = char16_t(digits[bytes[count / 2] >> 4]);
+}
+
+QString hexDigits(const QByteArray &data, int maxDigits)
+{
+    QString hex;
+    appendHexDigits(hex, data, maxDigits);
     return hex;
 }
 

@@ -27,6 +27,8 @@ QByteArray fileLine(const Stamp &stamp, const QString &text);
 
 // A datagram's dump: lower-case hex without separators, cut to at most maxDigits digits.
 QString hexDigits(const QByteArray &data, int maxDigits);
+// The same dump appended to `out`.
+void appendHexDigits(QString &out, const QByteArray &data, int maxDigits);
 
 // "osc_emulator_debug_yyyyMMdd_hhmmss.log", or with "_2", "_3"... before ".log".
 QString debugLogFileName(const QDateTime &start, int attempt);
