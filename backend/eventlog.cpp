@@ -100,11 +100,11 @@ void EventLog::writeFileLine(const LogFormat::Stamp &stamp, const QString &text)
 {
     if (!m_file)
         return;
-    const QByteArray line = LogFormat::fileLine(stamp, text);
+    LogFormat::putFileLine(m_fileLine, stamp, text);
     errno = 0;
-    const qint64 written = m_file->write(line);
+    const qint64 written = m_file->write(m_fileLine);
     const int writeErrno = errno;
-    if (written == line.size() && m_file->error() == QFileDevice::NoError)
+    if (written == m_fileLine.size() && m_file->error() == QFileDevice::NoError)
         return;
     // A short write leaves no error on the file; the system's own reason is in errno.
     const QString reason = m_file->error() == QFileDevice::NoError && writeErrno != 0 ? qt_error_string(writeErrno)

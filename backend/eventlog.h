@@ -41,5 +41,6 @@ private:
 
     QStringList m_lines;
     QFile *m_file = nullptr; // unbuffered: each line is written when it is made
+    QByteArray m_fileLine;   // the line being written, its storage kept
     bool m_writeFailed = false;
 };

@@ -92,11 +92,11 @@ QString memoryLine(const Stamp &stamp, QtMsgType level, const QString &message)
     return line;
 }
 
-QByteArray fileLine(const Stamp &stamp, const QString &text)
+void putFileLine(QByteArray &line, const Stamp &stamp, const QString &text)
 {
     constexpr qsizetype kStampSize = 26; // "[yyyy-MM-dd hh:mm:ss.zzz] "
     QStringEncoder utf8(QStringEncoder::Utf8);
-    QByteArray line(kStampSize + utf8.requiredSpace(text.size()) + 1, Qt::Uninitialized);
+    line.resize(kStampSize + utf8.requiredSpace(text.size()) + 1);
     char *out = line.data();
     *out++ = '[';
     out = putDigits(out, stamp.year, 4);
@@ -113,7 +113,6 @@ QByteArray fileLine(const Stamp &stamp, const QString &text)
     out = utf8.appendToBuffer(out, text);
     *out++ = '\n';
     line.truncate(out - line.constData());
-    return line;
 }
 
 QString debugLogFileName(const QDateTime &start, int attempt)

@@ -22,8 +22,9 @@ QString levelTag(QtMsgType level);
 // In memory: "[hh:mm:ss] " + tag + message, the message exactly as given.
 QString memoryLine(const Stamp &stamp, QtMsgType level, const QString &message);
 
-// In the debug log file: "[yyyy-MM-dd hh:mm:ss.zzz] " + text + "\n", in UTF-8.
-QByteArray fileLine(const Stamp &stamp, const QString &text);
+// In the debug log file: "[yyyy-MM-dd hh:mm:ss.zzz] " + text + "\n", in UTF-8, written over
+// `out`, whose storage is kept for the next line.
+void putFileLine(QByteArray &out, const Stamp &stamp, const QString &text);
 
 // A datagram's dump: lower-case hex without separators, cut to at most maxDigits digits.
 QString hexDigits(const QByteArray &data, int maxDigits);

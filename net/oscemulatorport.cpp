@@ -16,20 +16,19 @@ constexpr int kMaxDatagramsPerWakeUp = 256;
 constexpr int kSendAttempts = 3;
 } // namespace
 
-QString OscEmulatorPort::DatagramDiagnostic::text(const QHostAddress &address, quint16 port, qint64 size)
+const QString &OscEmulatorPort::DatagramDiagnostic::text(const QHostAddress &address, quint16 port, qint64 size)
 {
     // QHostAddress's == leaves the IPv6 scope out; the text does not.
-    if (m_prefix.isEmpty() || port != m_port || address != m_address || address.scopeId() != m_address.scopeId()) {
+    if (m_prefixSize == 0 || port != m_port || address != m_address || address.scopeId() != m_address.scopeId()) {
         m_address = address;
         m_port = port;
-        m_prefix = QLatin1String(m_what) + QLatin1Char(' ') + quotedText(address.toString())
-                + QStringLiteral(" port ") + QString::number(port) + QStringLiteral(" - size: ");
+        m_text = QLatin1String(m_what) + QLatin1Char(' ') + quotedText(address.toString()) + QStringLiteral(" port ")
+                + QString::number(port) + QStringLiteral(" - size: ");
+        m_prefixSize = m_text.size();
     }
-    QString text;
-    text.reserve(m_prefix.size() + 20);
-    text.append(m_prefix);
-    appendDecimal(text, size);
-    return text;
+    m_text.truncate(m_prefixSize);
+    appendDecimal(m_text, size);
+    return m_text;
 }
 
 OscEmulatorPort::OscEmulatorPort(QObject *parent)

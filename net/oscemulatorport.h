@@ -57,13 +57,15 @@ private:
     {
     public:
         explicit DatagramDiagnostic(const char *what) : m_what(what) {}
-        QString text(const QHostAddress &address, quint16 port, qint64 size);
+        // Valid until the next call.
+        const QString &text(const QHostAddress &address, quint16 port, qint64 size);
 
     private:
         const char *m_what;
         QHostAddress m_address;
         quint16 m_port = 0;
-        QString m_prefix;
+        qsizetype m_prefixSize = 0; // of m_text, the text up to the size
+        QString m_text;
     };
 
     // Always holds a socket; made anew after a failed bind (see renewSocket).
