@@ -165,7 +165,7 @@ void OscMonitor::handleDatagram(const QByteArray &datagram, const QHostAddress &
     if (!decoded)
         ++m_undecodable;
     m_countsChanged = true;
-    const HeardDatagram heard{QDateTime::currentMSecsSinceEpoch(), endpointText(sender, senderPort), datagram,
+    const HeardDatagram heard{QDateTime::currentMSecsSinceEpoch(), m_peerText(sender, senderPort), datagram,
                               &m_packet, decoded ? nullptr : &error};
     m_rows.add(heard.msecsSinceEpoch, false, heard.from, datagram, m_packet, heard.error);
     if (m_followFeedback)
@@ -181,7 +181,7 @@ void OscMonitor::handleSent(const QByteArray &datagram, const QHostAddress &targ
         return;
     Osc::OscDecodeError error;
     const bool decoded = Osc::decodeOscPacket(datagram, &m_packet, &error);
-    m_rows.add(QDateTime::currentMSecsSinceEpoch(), true, endpointText(target, port), datagram, m_packet,
+    m_rows.add(QDateTime::currentMSecsSinceEpoch(), true, m_peerText(target, port), datagram, m_packet,
                decoded ? nullptr : &error);
     // Stopped, the list still shows the desk's sends, at the same pace.
     if (!m_tick.isActive())
