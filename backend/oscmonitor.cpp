@@ -1,6 +1,7 @@
 #include "oscmonitor.h"
 
 #include "defaults.h"
+#include "diagnostics.h"
 #include "endpoint.h"
 #include "eventlog.h"
 #include "oscemulatorport.h"
@@ -203,19 +204,28 @@ void OscMonitor::noteFeedback(const Osc::OscPacket &packet)
 {
     for (const Osc::OscDecodedMessage &message : packet.messages) {
         const QString address = packet.address(message);
+        const QString tags = packet.typeTags(message);
+        // The address and the tags, then the values.
         QVariantList values;
         values.reserve(message.argumentCount + 2);
+        values.append(address);
+        values.append(tags);
         for (int i = 0; i < message.argumentCount; ++i)
             values.append(packet.value(packet.argument(message, i)));
-        const QString tags = packet.typeTags(message);
         QString key = address;
-        if (address == QLatin1String("/osc/channel") && tags == QLatin1String("iii"))
-            key += QLatin1Char(' ') + values.at(0).toString() + QLatin1Char(' ') + values.at(1).toString();
-        if (!m_feedback.contains(key))
+        if (address == QLatin1String("/osc/channel") && tags == QLatin1String("iii")) {
+            key.append(u' ');
+            appendDecimal(key, values.at(2).toInt());
+            key.append(u' ');
+            appendDecimal(key, values.at(3).toInt());
+        }
+        const auto latest = m_feedback.find(key);
+        if (latest != m_feedback.end()) {
+            *latest = std::move(values);
+        } else {
             m_feedbackOrder.append(key);
-        values.prepend(tags);
-        values.prepend(address);
-        m_feedback.insert(key, values);
+            m_feedback.insert(key, values);
+        }
     }
 }
 
