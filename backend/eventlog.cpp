@@ -2,6 +2,7 @@
 
 #include "diagnostics.h"
 #include "logformat.h"
+#include "loglines.h"
 
 #include <QDebug>
 #include <QFile>
@@ -22,6 +23,7 @@ void debugOutput(const QString &line)
 
 EventLog::EventLog(const std::optional<QString> &fileName, QObject *parent)
     : QObject(parent)
+    , m_lines(new LogLines(kMaxLogLines, this))
 {
     open(fileName);
 }
@@ -83,9 +85,7 @@ void EventLog::add(const QString &message, QtMsgType level)
 {
     const LogFormat::Stamp stamp = LogFormat::now();
     const QString line = LogFormat::memoryLine(stamp, level, message);
-    m_lines.append(line);
-    if (m_lines.size() > kMaxLogLines)
-        m_lines.removeFirst();
+    m_lines->append(line);
     emit linesChanged();
     debugOutput(line);
     writeFileLine(stamp, line);
@@ -119,6 +119,11 @@ void EventLog::writeFileLine(const LogFormat::Stamp &stamp, const QString &text)
 
 void EventLog::clear()
 {
-    m_lines.clear();
+    m_lines->clear();
     emit linesChanged();
+}
+
+const QStringList &EventLog::lines() const
+{
+    return m_lines->lines();
 }

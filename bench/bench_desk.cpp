@@ -1,6 +1,10 @@
 // The desk under load: start-up to the first frame, a 64 x 16 fixtures file loaded and
-// the desk fully built and drawn, and the resident memory with that desk. Run under
-// xvfb-run (a real X server and OpenGL), as tools/bench.sh does.
+// the desk fully built and drawn, and the resident memory with that desk; and the send
+// path with the window open, its log view showing every line as it comes, beside the same
+// sends without a window. Run under xvfb-run (a real X server and OpenGL), as
+// tools/bench.sh does.
+#include "eventlog.h"
+#include "loglines.h"
 #include "oscemulatorbackend.h"
 
 #include <QElapsedTimer>
@@ -12,9 +16,11 @@
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
 #include <QQuickStyle>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QUdpSocket>
 
 #include <benchmark/benchmark.h>
 
@@ -95,6 +101,7 @@ void Desk_StartAndLoad64x16(benchmark::State &state)
         QQmlApplicationEngine engine;
         auto *backend = new OscEmulatorBackend(&engine);
         engine.rootContext()->setContextProperty(QStringLiteral("backend"), backend);
+        engine.rootContext()->setContextProperty(QStringLiteral("logLines"), backend->eventLog()->model());
         engine.load(QUrl(QStringLiteral("qrc:/main.qml")));
         auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().value(0));
         if (!window || !waitForFrame(window, 10000)) {
@@ -119,6 +126,65 @@ void Desk_StartAndLoad64x16(benchmark::State &state)
     }
 }
 BENCHMARK(Desk_StartAndLoad64x16)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// A bound socket nobody reads: the kernel drops what overflows, the sender never waits.
+quint16 sinkPort()
+{
+    static QUdpSocket sink;
+    if (sink.state() != QAbstractSocket::BoundState)
+        sink.bind(QHostAddress::LocalHost, 0);
+    return sink.localPort();
+}
+
+// One send a step; after every `burst` sends, whatever the event loop has to do: a frame
+// is drawn when one is due. A burst of 1 is a fader's pace (a frame for each line); one
+// of 100 is a flood of received datagrams, many lines to each frame.
+void sendAndProcess(benchmark::State &state, OscEmulatorBackend *backend)
+{
+    const int burst = int(state.range(0));
+    backend->setOscTargetPort(sinkPort());
+    int value = 0;
+    for (auto _ : state) {
+        backend->sendOscChannel(0, 1 + (value & 255), value & 255);
+        if (++value % burst == 0)
+            QCoreApplication::processEvents();
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void Desk_SendWithLogView(benchmark::State &state)
+{
+    QQmlApplicationEngine engine;
+    auto *backend = new OscEmulatorBackend(&engine);
+    engine.rootContext()->setContextProperty(QStringLiteral("backend"), backend);
+    engine.rootContext()->setContextProperty(QStringLiteral("logLines"), backend->eventLog()->model());
+    engine.load(QUrl(QStringLiteral("qrc:/main.qml")));
+    auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().value(0));
+    if (!window || !waitForFrame(window, 10000)) {
+        state.SkipWithError("the main window did not show");
+        return;
+    }
+    auto *logView = window->findChild<QQuickItem *>(QStringLiteral("logListView"));
+    if (!logView || !logView->isVisible()) {
+        state.SkipWithError("the log view is hidden");
+        return;
+    }
+    // The log at its 500 lines, as in any session that has run a while.
+    backend->setOscTargetPort(sinkPort());
+    for (int i = 0; i < 600; ++i)
+        backend->sendOscChannel(0, 1, i & 255);
+    waitForFrame(window, 10000);
+    sendAndProcess(state, backend);
+    state.counters["view_rows"] = logView->property("count").toDouble();
+}
+BENCHMARK(Desk_SendWithLogView)->Arg(1)->Arg(100)->MinTime(1.0);
+
+void Desk_SendWithoutWindow(benchmark::State &state)
+{
+    OscEmulatorBackend backend;
+    sendAndProcess(state, &backend);
+}
+BENCHMARK(Desk_SendWithoutWindow)->Arg(1)->Arg(100)->MinTime(1.0);
 
 } // namespace
 

@@ -1,3 +1,5 @@
+#include "eventlog.h"
+#include "loglines.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
 #include "oscscenarios.h"
@@ -25,10 +27,12 @@ public slots:
             auto *backend = new OscEmulatorBackend(engine);
             auto *monitor = new OscMonitor(backend->eventLog(), backend->sender(), engine);
             context->setContextProperty(QStringLiteral("backend"), backend);
+            context->setContextProperty(QStringLiteral("logLines"), backend->eventLog()->model());
             context->setContextProperty(QStringLiteral("monitor"), monitor);
             context->setContextProperty(QStringLiteral("scenarios"), new OscScenarios(backend->eventLog(), backend->sender(), backend->device(), monitor, engine));
         } else {
             context->setContextProperty(QStringLiteral("backend"), new RecordingBackend(engine));
+            context->setContextProperty(QStringLiteral("logLines"), nullptr);
             context->setContextProperty(QStringLiteral("monitor"), nullptr);
             context->setContextProperty(QStringLiteral("scenarios"), nullptr);
         }
