@@ -96,6 +96,8 @@ Rectangle {
 
                 // One row inserted a line, and at the log's bound the oldest row removed.
                 model: Backend.hasLogLines() ? logLines : []
+                // Rows that scroll out are used again for the rows that scroll in.
+                reuseItems: true
                 keyNavigationEnabled: false
                 onHeightChanged: Qt.callLater(logListView.positionViewAtEnd)
                 Keys.onPressed: function(event) {
