@@ -1,6 +1,8 @@
 #include "application.h"
 
 #include "deskeditor.h"
+#include "eventlog.h"
+#include "loglines.h"
 #include "oscdesk.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
@@ -20,6 +22,7 @@ int runOscEmulator(int argc, char *argv[], const QUrl &mainUrl)
 
     auto *backend = new OscEmulatorBackend(&app);
     engine.rootContext()->setContextProperty(QStringLiteral("backend"), backend);
+    engine.rootContext()->setContextProperty(QStringLiteral("logLines"), backend->eventLog()->model());
     auto *monitor = new OscMonitor(backend->eventLog(), backend->sender(), &app);
     engine.rootContext()->setContextProperty(QStringLiteral("monitor"), monitor);
     engine.rootContext()->setContextProperty(QStringLiteral("scenarios"), new OscScenarios(backend->eventLog(), backend->sender(), backend->device(), monitor, &app));

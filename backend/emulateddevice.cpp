@@ -1,6 +1,7 @@
 #include "emulateddevice.h"
 
 #include "defaults.h"
+#include "diagnostics.h"
 #include "eventlog.h"
 #include "logformat.h"
 #include "oscemulatorport.h"
@@ -183,8 +184,15 @@ int EmulatedDevice::channelValue(int channel) const
 
 void EmulatedDevice::handleDatagram(const QByteArray &data)
 {
-    m_log->writeToFile(QStringLiteral("Raw OSC datagram received - Size: %1 bytes, Hex: %2")
-                               .arg(QString::number(data.size()), LogFormat::hexDigits(data, kRawHexDigits)));
+    // "Raw OSC datagram received - Size: %1 bytes, Hex: %2", appended piece by piece into
+    // one text: this line is written for every datagram the device hears.
+    QString line;
+    line.reserve(64 + kRawHexDigits);
+    line.append(u"Raw OSC datagram received - Size: ");
+    appendDecimal(line, data.size());
+    line.append(u" bytes, Hex: ");
+    LogFormat::appendHexDigits(line, data, kRawHexDigits);
+    m_log->writeToFile(line);
     m_protocolHandler->parseData(data);
 }
 

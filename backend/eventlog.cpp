@@ -2,10 +2,10 @@
 
 #include "diagnostics.h"
 #include "logformat.h"
+#include "loglines.h"
 
 #include <QDebug>
 #include <QFile>
-#include <QTextStream>
 
 #include <cerrno>
 
@@ -23,6 +23,7 @@ void debugOutput(const QString &line)
 
 EventLog::EventLog(const std::optional<QString> &fileName, QObject *parent)
     : QObject(parent)
+    , m_lines(new LogLines(kMaxLogLines, this))
 {
     open(fileName);
 }
@@ -57,40 +58,34 @@ void EventLog::open(const std::optional<QString> &fileName)
     }
     if (!m_file->isOpen()) {
         qWarning() << "Failed to open log file:" << name;
+        delete m_file;
+        m_file = nullptr;
         return;
     }
-    m_stream = new QTextStream(m_file);
     writeToFile(QStringLiteral("=== OSC Emulator Debug Log Started ==="));
     writeToFile(QStringLiteral("Log file: ") + name);
 }
 
 void EventLog::close()
 {
-    if (m_stream) {
-        writeToFile(QStringLiteral("=== OSC Emulator Debug Log Ended ==="));
-        m_stream->flush();
-        delete m_stream;
-        m_stream = nullptr;
-    }
-    if (m_file) {
-        m_file->close();
-        delete m_file;
-        m_file = nullptr;
-    }
+    if (!m_file)
+        return;
+    writeToFile(QStringLiteral("=== OSC Emulator Debug Log Ended ==="));
+    m_file->close();
+    delete m_file;
+    m_file = nullptr;
 }
 
 QString EventLog::fileName() const
 {
-    return m_stream ? m_file->fileName() : QString();
+    return m_file ? m_file->fileName() : QString();
 }
 
 void EventLog::add(const QString &message, QtMsgType level)
 {
     const LogFormat::Stamp stamp = LogFormat::now();
     const QString line = LogFormat::memoryLine(stamp, level, message);
-    m_lines.append(line);
-    if (m_lines.size() > kMaxLogLines)
-        m_lines.removeFirst();
+    m_lines->append(line);
     emit linesChanged();
     debugOutput(line);
     writeFileLine(stamp, line);
@@ -103,18 +98,17 @@ void EventLog::writeToFile(const QString &text)
 
 void EventLog::writeFileLine(const LogFormat::Stamp &stamp, const QString &text)
 {
-    if (!m_stream || !m_file || !m_file->isOpen())
+    if (!m_file)
         return;
-    *m_stream << LogFormat::fileLine(stamp, text);
+    LogFormat::putFileLine(m_fileLine, stamp, text);
     errno = 0;
-    m_stream->flush();
+    const qint64 written = m_file->write(m_fileLine);
     const int writeErrno = errno;
-    if (m_stream->status() == QTextStream::Ok && m_file->error() == QFileDevice::NoError)
+    if (written == m_fileLine.size() && m_file->error() == QFileDevice::NoError)
         return;
     // A short write leaves no error on the file; the system's own reason is in errno.
     const QString reason = m_file->error() == QFileDevice::NoError && writeErrno != 0 ? qt_error_string(writeErrno)
                                                                                      : m_file->errorString();
-    m_stream->resetStatus();
     m_file->unsetError();
     // Said once per run; the in-memory log goes on regardless.
     if (!m_writeFailed) {
@@ -125,6 +119,11 @@ void EventLog::writeFileLine(const LogFormat::Stamp &stamp, const QString &text)
 
 void EventLog::clear()
 {
-    m_lines.clear();
+    m_lines->clear();
     emit linesChanged();
+}
+
+const QStringList &EventLog::lines() const
+{
+    return m_lines->lines();
 }

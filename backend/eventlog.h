@@ -6,8 +6,8 @@
 
 #include <optional>
 
+class LogLines;
 class QFile;
-class QTextStream;
 namespace LogFormat {
 struct Stamp;
 }
@@ -26,7 +26,9 @@ public:
     void add(const QString &message, QtMsgType level);
     // A detail line for the file only.
     void writeToFile(const QString &text);
-    const QStringList &lines() const { return m_lines; }
+    const QStringList &lines() const;
+    // The same lines as a list model, for the window's log view.
+    LogLines *model() const { return m_lines; }
     void clear();
     // The debug log file (empty when none is open).
     QString fileName() const;
@@ -40,8 +42,8 @@ private:
     void open(const std::optional<QString> &fileName);
     void writeFileLine(const LogFormat::Stamp &stamp, const QString &text);
 
-    QStringList m_lines;
-    QFile *m_file = nullptr;
-    QTextStream *m_stream = nullptr;
+    LogLines *m_lines;
+    QFile *m_file = nullptr; // unbuffered: each line is written when it is made
+    QByteArray m_fileLine;   // the line being written, its storage kept
     bool m_writeFailed = false;
 };

@@ -1,5 +1,7 @@
 #include "logformat.h"
 
+#include <QStringEncoder>
+
 namespace LogFormat {
 
 namespace {
@@ -18,23 +20,26 @@ void civilFromDays(qint64 days, int &year, int &month, int &day)
     year = int(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
 }
 
-void appendDigits(QString &out, int value, int width)
+// Writes `value` in `width` decimal digits, zeros in front.
+template<typename Char>
+Char *putDigits(Char *out, int value, int width)
 {
-    QChar digits[4];
     for (int i = width - 1; i >= 0; --i) {
-        digits[i] = QChar(u'0' + value % 10);
+        out[i] = Char('0' + value % 10);
         value /= 10;
     }
-    out.append(digits, width);
+    return out + width;
 }
 
-void appendTime(QString &out, const Stamp &stamp)
+// "hh:mm:ss"
+template<typename Char>
+Char *putTime(Char *out, const Stamp &stamp)
 {
-    appendDigits(out, stamp.hour, 2);
-    out.append(u':');
-    appendDigits(out, stamp.minute, 2);
-    out.append(u':');
-    appendDigits(out, stamp.second, 2);
+    out = putDigits(out, stamp.hour, 2);
+    *out++ = Char(':');
+    out = putDigits(out, stamp.minute, 2);
+    *out++ = Char(':');
+    return putDigits(out, stamp.second, 2);
 }
 
 } // namespace
@@ -77,34 +82,37 @@ QString memoryLine(const Stamp &stamp, QtMsgType level, const QString &message)
 {
     // Appended, never arg(): the message is not scanned for placeholders.
     const QString tag = levelTag(level);
+    char16_t time[12] = u"[hh:mm:ss] ";
+    putTime(time + 1, stamp);
     QString line;
     line.reserve(11 + tag.size() + message.size());
-    line.append(u'[');
-    appendTime(line, stamp);
-    line.append(u"] ");
+    line.append(reinterpret_cast<const QChar *>(time), 11);
     line.append(tag);
     line.append(message);
     return line;
 }
 
-QString fileLine(const Stamp &stamp, const QString &text)
+void putFileLine(QByteArray &line, const Stamp &stamp, const QString &text)
 {
-    QString line;
-    line.reserve(27 + text.size());
-    line.append(u'[');
-    appendDigits(line, stamp.year, 4);
-    line.append(u'-');
-    appendDigits(line, stamp.month, 2);
-    line.append(u'-');
-    appendDigits(line, stamp.day, 2);
-    line.append(u' ');
-    appendTime(line, stamp);
-    line.append(u'.');
-    appendDigits(line, stamp.millisecond, 3);
-    line.append(u"] ");
-    line.append(text);
-    line.append(u'\n');
-    return line;
+    constexpr qsizetype kStampSize = 26; // "[yyyy-MM-dd hh:mm:ss.zzz] "
+    QStringEncoder utf8(QStringEncoder::Utf8);
+    line.resize(kStampSize + utf8.requiredSpace(text.size()) + 1);
+    char *out = line.data();
+    *out++ = '[';
+    out = putDigits(out, stamp.year, 4);
+    *out++ = '-';
+    out = putDigits(out, stamp.month, 2);
+    *out++ = '-';
+    out = putDigits(out, stamp.day, 2);
+    *out++ = ' ';
+    out = putTime(out, stamp);
+    *out++ = '.';
+    out = putDigits(out, stamp.millisecond, 3);
+    *out++ = ']';
+    *out++ = ' ';
+    out = utf8.appendToBuffer(out, text);
+    *out++ = '\n';
+    line.truncate(out - line.constData());
 }
 
 QString debugLogFileName(const QDateTime &start, int attempt)
@@ -115,16 +123,27 @@ QString debugLogFileName(const QDateTime &start, int attempt)
     return name + QStringLiteral(".log");
 }
 
-QString hexDigits(const QByteArray &data, int maxDigits)
+void appendHexDigits(QString &out, const QByteArray &data, int maxDigits)
 {
     static const char digits[] = "0123456789abcdef";
     const qsizetype count = qMin(data.size() * 2, qsizetype(qMax(maxDigits, 0)));
-    QString hex(count, Qt::Uninitialized);
-    QChar *out = hex.data();
-    for (qsizetype i = 0; i < count; ++i) {
-        const quint8 byte = quint8(data.at(i / 2));
-        out[i] = QLatin1Char(digits[(i % 2 == 0) ? byte >> 4 : byte & 0xf]);
+    const qsizetype start = out.size();
+    out.resize(start + count);
+    char16_t *hex = reinterpret_cast<char16_t *>(out.data()) + start;
+    const auto *bytes = reinterpret_cast<const quint8 *>(data.constData());
+    for (qsizetype i = 0; i < count / 2; ++i) {
+        hex[2 * i] = char16_t(digits[bytes[i] >> 4]);
+        hex[2 * i + 1] = char16_t(digits[bytes[i] & 0xf]);
     }
+    // An odd cut ends on a byte's first digit.
+    if (count % 2 != 0)
+        hex[count - 1] = char16_t(digits[bytes[count / 2] >> 4]);
+}
+
+QString hexDigits(const QByteArray &data, int maxDigits)
+{
+    QString hex;
+    appendHexDigits(hex, data, maxDigits);
     return hex;
 }
 

@@ -22,11 +22,14 @@ QString levelTag(QtMsgType level);
 // In memory: "[hh:mm:ss] " + tag + message, the message exactly as given.
 QString memoryLine(const Stamp &stamp, QtMsgType level, const QString &message);
 
-// In the debug log file: "[yyyy-MM-dd hh:mm:ss.zzz] " + text + "\n".
-QString fileLine(const Stamp &stamp, const QString &text);
+// In the debug log file: "[yyyy-MM-dd hh:mm:ss.zzz] " + text + "\n", in UTF-8, written over
+// `out`, whose storage is kept for the next line.
+void putFileLine(QByteArray &out, const Stamp &stamp, const QString &text);
 
 // A datagram's dump: lower-case hex without separators, cut to at most maxDigits digits.
 QString hexDigits(const QByteArray &data, int maxDigits);
+// The same dump appended to `out`.
+void appendHexDigits(QString &out, const QByteArray &data, int maxDigits);
 
 // "osc_emulator_debug_yyyyMMdd_hhmmss.log", or with "_2", "_3"... before ".log".
 QString debugLogFileName(const QDateTime &start, int attempt);

@@ -1,6 +1,7 @@
 #include "oscsender.h"
 
 #include "defaults.h"
+#include "diagnostics.h"
 #include "eventlog.h"
 #include "logformat.h"
 #include "oscemulatorport.h"
@@ -90,10 +91,15 @@ void OscSender::sendChannel(int universe, int channel, int value)
         return;
     }
     const int mapped = ValueMapping::mapToInt127(value);
-    if (sendDatagram(Osc::buildOscChannelMessage(universe, channel, mapped),
-                     QStringLiteral("/osc/channel ,iii ") + QString::number(universe) + QLatin1Char(' ')
-                             + QString::number(channel) + QLatin1Char(' ') + QString::number(mapped),
-                     m_sendAsBundle, nullptr)
+    QString description;
+    description.reserve(48);
+    description.append(u"/osc/channel ,iii ");
+    appendDecimal(description, universe);
+    description.append(u' ');
+    appendDecimal(description, channel);
+    description.append(u' ');
+    appendDecimal(description, mapped);
+    if (sendDatagram(Osc::buildOscChannelMessage(universe, channel, mapped), description, m_sendAsBundle, nullptr)
         && announcesMessages()) {
         emit messageSent(QStringLiteral("/osc/channel"), QStringLiteral("iii"), {universe, channel, mapped},
                          m_sendAsBundle);
@@ -164,17 +170,19 @@ bool OscSender::sendDatagram(const QByteArray &message, const QString &descripti
     const QByteArray datagram = asBundle ? Osc::wrapInBundle(message) : message;
     if (!m_port->send(datagram, m_targetAddress, static_cast<quint16>(m_targetPort), error))
         return false;
-    // "TX OSC %1%2, size=%3 bytes, dst=%4:%5, hex=%6", appended piece by piece: this line
-    // is written for every datagram the desk sends.
-    const QString hex = LogFormat::hexDigits(datagram, kTxHexDigits);
+    // "TX OSC %1%2, size=%3 bytes, dst=%4:%5, hex=%6", appended piece by piece into one
+    // text: this line is written for every datagram the desk sends.
     QString line;
-    line.reserve(64 + description.size() + m_targetHost.size() + hex.size());
+    line.reserve(80 + description.size() + m_targetHost.size() + kTxHexDigits);
     line.append(u"TX OSC ");
     if (asBundle)
         line.append(u"[bundle] ");
-    line.append(description).append(u", size=").append(QString::number(datagram.size()));
-    line.append(u" bytes, dst=").append(m_targetHost).append(u':').append(QString::number(m_targetPort));
-    line.append(u", hex=").append(hex);
+    line.append(description).append(u", size=");
+    appendDecimal(line, datagram.size());
+    line.append(u" bytes, dst=").append(m_targetHost).append(u':');
+    appendDecimal(line, m_targetPort);
+    line.append(u", hex=");
+    LogFormat::appendHexDigits(line, datagram, kTxHexDigits);
     m_log->add(line, QtInfoMsg);
     emit datagramSent(datagram, m_targetAddress, quint16(m_targetPort));
     return true;

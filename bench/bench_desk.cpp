@@ -8,8 +8,11 @@
 // desk: the longest gap between two of a 50 ms timer's ticks, and whether every control
 // ends where the last message to its address put it. A learn flood: 5,000 distinct
 // addresses announced within one second, each learned as a control: the longest gap
-// between the ticks until the desk holds all 5,000.
+// between the ticks until the desk holds all 5,000. The send path with the window open,
+// its log view showing every line as it comes, beside the same sends without a window.
 #include "deskeditor.h"
+#include "eventlog.h"
+#include "loglines.h"
 #include "oscdesk.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
@@ -131,6 +134,7 @@ struct Window
         engine.rootContext()->setContextProperty(QStringLiteral("scenarios"), nullptr);
         engine.rootContext()->setContextProperty(QStringLiteral("desk"), desk);
         engine.rootContext()->setContextProperty(QStringLiteral("deskEditor"), editor);
+        engine.rootContext()->setContextProperty(QStringLiteral("logLines"), backend->eventLog()->model());
         editor->follow(monitor);
         engine.load(QUrl(QStringLiteral("qrc:/main.qml")));
         window = qobject_cast<QQuickWindow *>(engine.rootObjects().value(0));
@@ -510,6 +514,60 @@ void Desk_LearnFlood5000(benchmark::State &state)
     }
 }
 BENCHMARK(Desk_LearnFlood5000)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// A bound socket nobody reads: the kernel drops what overflows, the sender never waits.
+quint16 sinkPort()
+{
+    static QUdpSocket sink;
+    if (sink.state() != QAbstractSocket::BoundState)
+        sink.bind(QHostAddress::LocalHost, 0);
+    return sink.localPort();
+}
+
+// One send a step; after every `burst` sends, whatever the event loop has to do: a frame
+// is drawn when one is due. A burst of 1 is a fader's pace (a frame for each line); one
+// of 100 is a flood of received datagrams, many lines to each frame.
+void sendAndProcess(benchmark::State &state, OscEmulatorBackend *backend)
+{
+    const int burst = int(state.range(0));
+    backend->setOscTargetPort(sinkPort());
+    int value = 0;
+    for (auto _ : state) {
+        backend->sendOscChannel(0, 1 + (value & 255), value & 255);
+        if (++value % burst == 0)
+            QCoreApplication::processEvents();
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void Desk_SendWithLogView(benchmark::State &state)
+{
+    Window w;
+    if (!w.open()) {
+        state.SkipWithError("the main window did not show");
+        return;
+    }
+    auto *logView = w.window->findChild<QQuickItem *>(QStringLiteral("logListView"));
+    if (!logView || !logView->isVisible()) {
+        state.SkipWithError("the log view is hidden");
+        return;
+    }
+    // The log at its 500 lines, as in any session that has run a while.
+    w.backend->setOscTargetPort(sinkPort());
+    for (int i = 0; i < 600; ++i)
+        w.backend->sendOscChannel(0, 1, i & 255);
+    waitForFrame(w.window, 10000);
+    sendAndProcess(state, w.backend);
+    state.counters["view_rows"] = logView->property("count").toDouble();
+}
+BENCHMARK(Desk_SendWithLogView)->Arg(1)->Arg(100)->MinTime(1.0);
+
+void Desk_SendWithoutWindow(benchmark::State &state)
+{
+    OscEmulatorBackend backend;
+    sendAndProcess(state, &backend);
+}
+BENCHMARK(Desk_SendWithoutWindow)->Arg(1)->Arg(100)->MinTime(1.0);
 
 } // namespace
 

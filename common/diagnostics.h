@@ -18,3 +18,6 @@ void warningMessage(const QString &text);
 // The text as QDebug quotes a QString: in double quotes, with quotes, backslashes and
 // unprintable characters escaped.
 QString quotedText(const QString &text);
+
+// Appends `value` in decimal, as QString::number writes it, without a text of its own.
+void appendDecimal(QString &out, qint64 value);

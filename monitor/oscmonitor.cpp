@@ -1,6 +1,7 @@
 #include "oscmonitor.h"
 
 #include "defaults.h"
+#include "diagnostics.h"
 #include "endpoint.h"
 #include "eventlog.h"
 #include "oscemulatorport.h"
@@ -178,7 +179,7 @@ void OscMonitor::handleDatagram(const QByteArray &datagram, const QHostAddress &
     if (!decoded)
         ++m_undecodable;
     m_countsChanged = true;
-    const HeardDatagram heard{QDateTime::currentMSecsSinceEpoch(), endpointText(sender, senderPort), datagram,
+    const HeardDatagram heard{QDateTime::currentMSecsSinceEpoch(), m_peerText(sender, senderPort), datagram,
                               &m_packet, decoded ? nullptr : &error};
     m_rows.add(heard.msecsSinceEpoch, false, heard.from, datagram, m_packet, heard.error);
     if (m_followFeedback)
@@ -194,7 +195,7 @@ void OscMonitor::handleSent(const QByteArray &datagram, const QHostAddress &targ
         return;
     Osc::OscDecodeError error;
     const bool decoded = Osc::decodeOscPacket(datagram, &m_packet, &error);
-    m_rows.add(QDateTime::currentMSecsSinceEpoch(), true, endpointText(target, port), datagram, m_packet,
+    m_rows.add(QDateTime::currentMSecsSinceEpoch(), true, m_peerText(target, port), datagram, m_packet,
                decoded ? nullptr : &error);
     // Stopped, the list still shows the desk's sends, at the same pace.
     if (!m_tick.isActive())
@@ -216,19 +217,28 @@ void OscMonitor::noteFeedback(const Osc::OscPacket &packet)
 {
     for (const Osc::OscDecodedMessage &message : packet.messages) {
         const QString address = packet.address(message);
+        const QString tags = packet.typeTags(message);
+        // The address and the tags, then the values.
         QVariantList values;
         values.reserve(message.argumentCount + 2);
+        values.append(address);
+        values.append(tags);
         for (int i = 0; i < message.argumentCount; ++i)
             values.append(packet.value(packet.argument(message, i)));
-        const QString tags = packet.typeTags(message);
         QString key = address;
-        if (address == QLatin1String("/osc/channel") && tags == QLatin1String("iii"))
-            key += QLatin1Char(' ') + values.at(0).toString() + QLatin1Char(' ') + values.at(1).toString();
-        if (!m_feedback.contains(key))
+        if (address == QLatin1String("/osc/channel") && tags == QLatin1String("iii")) {
+            key.append(u' ');
+            appendDecimal(key, values.at(2).toInt());
+            key.append(u' ');
+            appendDecimal(key, values.at(3).toInt());
+        }
+        const auto latest = m_feedback.find(key);
+        if (latest != m_feedback.end()) {
+            *latest = std::move(values);
+        } else {
             m_feedbackOrder.append(key);
-        values.prepend(tags);
-        values.prepend(address);
-        m_feedback.insert(key, values);
+            m_feedback.insert(key, values);
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "endpoint.h"
 #include "monitorrows.h"
 
 #include <QHash>
@@ -114,6 +115,7 @@ private:
     MonitorFilter m_filtered;
     QTimer m_tick;
     Osc::OscPacket m_packet; // reused: decoding then allocates nothing
+    EndpointText m_peerText;
     int m_port;
     bool m_paused = false;
     bool m_showSent = false;

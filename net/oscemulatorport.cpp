@@ -14,13 +14,22 @@ constexpr int kMaxDatagramsPerWakeUp = 256;
 // A send fails while an error about an earlier datagram waits in the error queue: the
 // queue is reported and emptied, and the datagram goes again, this many times at most.
 constexpr int kSendAttempts = 3;
-
-QString datagramDiagnostic(const char *what, const QHostAddress &address, quint16 port, qint64 size)
-{
-    return QLatin1String(what) + QLatin1Char(' ') + quotedText(address.toString()) + QStringLiteral(" port ")
-            + QString::number(port) + QStringLiteral(" - size: ") + QString::number(size);
-}
 } // namespace
+
+const QString &OscEmulatorPort::DatagramDiagnostic::text(const QHostAddress &address, quint16 port, qint64 size)
+{
+    // QHostAddress's == leaves the IPv6 scope out; the text does not.
+    if (m_prefixSize == 0 || port != m_port || address != m_address || address.scopeId() != m_address.scopeId()) {
+        m_address = address;
+        m_port = port;
+        m_text = QLatin1String(m_what) + QLatin1Char(' ') + quotedText(address.toString()) + QStringLiteral(" port ")
+                + QString::number(port) + QStringLiteral(" - size: ");
+        m_prefixSize = m_text.size();
+    }
+    m_text.truncate(m_prefixSize);
+    appendDecimal(m_text, size);
+    return m_text;
+}
 
 OscEmulatorPort::OscEmulatorPort(QObject *parent)
     : QObject(parent)
@@ -93,7 +102,7 @@ bool OscEmulatorPort::send(const QByteArray &data, const QHostAddress &address, 
     // first so that the error queue is on before the first datagram can be refused.
     if ((isOpen() || bindForSending(&error)) && writeDatagram(data, address, port, &error)) {
         if (debugEnabled())
-            debugMessage(datagramDiagnostic("Sent OSC datagram to", address, port, data.size()));
+            debugMessage(m_sentDiagnostic.text(address, port, data.size()));
         return true;
     }
     warningMessage(QStringLiteral("Failed to send OSC datagram to %1 port %2 - written: -1 error: %3")
@@ -177,7 +186,7 @@ void OscEmulatorPort::rearmReadNotifier()
 bool OscEmulatorPort::deliver(const QByteArray &datagram, const QHostAddress &sender, quint16 senderPort)
 {
     if (debugEnabled())
-        debugMessage(datagramDiagnostic("Received OSC datagram from", sender, senderPort, datagram.size()));
+        debugMessage(m_receivedDiagnostic.text(sender, senderPort, datagram.size()));
     if (!datagram.isEmpty())
         emit dataReceived(datagram);
     emit datagramReceived(datagram, sender, senderPort);

@@ -51,7 +51,26 @@ private:
     void handleSocketError(QAbstractSocket::SocketError error);
     void reportSocketError(bool refused, const QString &text);
 
+    // A datagram's diagnostic: "<what> "<address>" port <port> - size: <size>". The text up
+    // to the size is kept for the next datagram of the same peer: a flood comes from one.
+    class DatagramDiagnostic
+    {
+    public:
+        explicit DatagramDiagnostic(const char *what) : m_what(what) {}
+        // Valid until the next call.
+        const QString &text(const QHostAddress &address, quint16 port, qint64 size);
+
+    private:
+        const char *m_what;
+        QHostAddress m_address;
+        quint16 m_port = 0;
+        qsizetype m_prefixSize = 0; // of m_text, the text up to the size
+        QString m_text;
+    };
+
     // Always holds a socket; made anew after a failed bind (see renewSocket).
     std::optional<QUdpSocket> m_socket;
     QByteArray m_readBuffer;
+    DatagramDiagnostic m_sentDiagnostic{"Sent OSC datagram to"};
+    DatagramDiagnostic m_receivedDiagnostic{"Received OSC datagram from"};
 };

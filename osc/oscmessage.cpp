@@ -48,11 +48,12 @@ public:
     // The type tag string: ',' then the tags as Latin-1 (outside it: '?', which no tag is).
     void typeTagString(QStringView tags)
     {
-        char *out = grow(oscStringSize(tags.size() + 1));
+        const qsizetype size = oscStringSize(tags.size() + 1);
+        char *out = grow(size);
+        zeroLastWord(out, size);
         *out++ = ',';
         for (const QChar c : tags)
             *out++ = c.unicode() <= 0xff ? char(c.unicode()) : '?';
-        std::memset(out, 0, size_t(m_buffer.end() - out));
     }
 
     QByteArray bytes() const { return QByteArray(m_buffer.constData(), m_buffer.size()); }
@@ -67,28 +68,56 @@ private:
 
     void padded(QStringView text, qsizetype (*padding)(qsizetype))
     {
-        if (isAscii(text)) {
-            asciiPadded(text, padding(text.size()));
+        // Copied as ASCII on the way, and again as UTF-8 where that was wrong.
+        const qsizetype at = m_buffer.size();
+        if (asciiPadded(text, padding(text.size())))
             return;
-        }
+        m_buffer.resize(at);
         const QByteArray utf8 = text.toUtf8();
         zeroPadded(utf8.constData(), utf8.size(), padding(utf8.size()));
     }
 
-    // Each UTF-16 unit of an ASCII text is its own UTF-8 byte.
-    void asciiPadded(QStringView text, qsizetype paddedTo)
+    // Each UTF-16 unit of an ASCII text is its own UTF-8 byte. False when the text is not
+    // ASCII: what was written is then wrong.
+    bool asciiPadded(QStringView text, qsizetype paddedTo)
     {
         char *out = grow(paddedTo);
-        for (const QChar c : text)
-            *out++ = char(c.unicode());
-        std::memset(out, 0, size_t(paddedTo - text.size()));
+        zeroLastWord(out, paddedTo);
+        const char16_t *in = text.utf16();
+        const qsizetype size = text.size();
+        quint64 all = 0;
+        qsizetype i = 0;
+        if constexpr (Q_BYTE_ORDER == Q_LITTLE_ENDIAN) {
+            // Four units at a time: their low bytes packed into four bytes.
+            for (; i + 4 <= size; i += 4) {
+                quint64 units;
+                std::memcpy(&units, in + i, sizeof units);
+                all |= units;
+                const quint32 bytes = quint32((units & 0xff) | ((units >> 8) & 0xff00) | ((units >> 16) & 0xff0000)
+                                              | ((units >> 24) & 0xff000000));
+                std::memcpy(out + i, &bytes, sizeof bytes);
+            }
+        }
+        for (; i < size; ++i) {
+            all |= in[i];
+            out[i] = char(in[i]);
+        }
+        return (all & 0xff80ff80ff80ff80) == 0;
+    }
+
+    // The padding after `size` bytes lies in the last 4 of `paddedTo` (a multiple of 4, at
+    // most 4 more): zeroed first in one store, then the bytes are written over them.
+    static void zeroLastWord(char *out, qsizetype paddedTo)
+    {
+        if (paddedTo >= 4)
+            std::memset(out + paddedTo - 4, 0, 4);
     }
 
     void zeroPadded(const char *data, qsizetype size, qsizetype paddedTo)
     {
         char *out = grow(paddedTo);
+        zeroLastWord(out, paddedTo);
         std::memcpy(out, data, size_t(size));
-        std::memset(out + size, 0, size_t(paddedTo - size));
     }
 
     QVarLengthArray<char, 256> m_buffer;
@@ -179,26 +208,22 @@ QByteArray buildTypedOscMessage(const QString &address, const QString &typeTags,
     writer.oscString(address);
     writer.typeTagString(typeTags);
     qsizetype cursor = 0;
+    QString converted;
     for (const QChar tagChar : typeTags) {
         // A character outside Latin-1 becomes 0, which no tag matches.
         const char tag = tagChar.unicode() <= 0xff ? char(tagChar.unicode()) : '\0';
-        switch (tag) {
-        case 'T': case 'F': case 'N': case 'I':
+        if (tag == 'T' || tag == 'F' || tag == 'N' || tag == 'I')
             continue;
-        case 'i': case 'h': case 'f': case 'd': case 's': case 'b':
-            break;
-        default:
-            if (error)
-                *error = QStringLiteral("unsupported type tag '%1'").arg(tagChar);
-            return QByteArray();
-        }
-        if (cursor >= values.size()) {
-            if (error)
-                *error = QStringLiteral("missing value for type tag '%1'").arg(tagChar);
+        const bool known = tag == 'i' || tag == 'h' || tag == 'f' || tag == 'd' || tag == 's' || tag == 'b';
+        if (!known || cursor >= values.size()) {
+            if (error) {
+                *error = (known ? QStringLiteral("missing value for type tag '%1'")
+                                : QStringLiteral("unsupported type tag '%1'"))
+                                 .arg(tagChar);
+            }
             return QByteArray();
         }
         const QVariant &value = values.at(cursor++);
-        QString converted;
         switch (tag) {
         case 'i': writer.int32(quint32(toLongLong(value))); break;
         case 'h': writer.int64(quint64(toLongLong(value))); break;

@@ -5,6 +5,11 @@ function hasBackend() {
     return typeof backend !== "undefined" && backend !== null
 }
 
+// The log's lines as a list model, published beside the backend.
+function hasLogLines() {
+    return typeof logLines !== "undefined" && logLines !== null
+}
+
 function hasMonitor() {
     return typeof monitor !== "undefined" && monitor !== null
 }

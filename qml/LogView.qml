@@ -11,7 +11,6 @@ Rectangle {
 
     // The selected line's index in the log, or -1; it stays on its line as the oldest go.
     property int selectedLine: -1
-    property int lineCount: 0
 
     signal hideRequested()
 
@@ -22,20 +21,10 @@ Rectangle {
     }
 
     function copySelected(asHex) {
-        if (!Backend.hasBackend() || selectedLine < 0 || selectedLine >= backend.logMessages.length)
+        if (!Backend.hasLogLines() || selectedLine < 0 || selectedLine >= logListView.count)
             return
-        const line = backend.logMessages[selectedLine]
+        const line = logLines.line(selectedLine)
         clipboard.copyText(asHex ? hexOf(line) : line)
-    }
-
-    // The log holds its newest lines: once full, each new line pushes out the oldest.
-    function noteLogChanged() {
-        const count = backend.logMessages.length
-        if (count === 0 || (count === lineCount && selectedLine <= 0))
-            selectedLine = -1
-        else if (count === lineCount)
-            selectedLine -= 1
-        lineCount = count
     }
 
     component LogButton: Button {
@@ -105,9 +94,11 @@ Rectangle {
                 id: logListView
                 objectName: "logListView"
 
-                model: Backend.hasBackend() ? backend.logMessages : []
+                // One row inserted a line, and at the log's bound the oldest row removed.
+                model: Backend.hasLogLines() ? logLines : []
+                // Rows that scroll out are used again for the rows that scroll in.
+                reuseItems: true
                 keyNavigationEnabled: false
-                onCountChanged: Qt.callLater(logListView.positionViewAtEnd)
                 onHeightChanged: Qt.callLater(logListView.positionViewAtEnd)
                 Keys.onPressed: function(event) {
                     if (event.matches(StandardKey.Copy)) {
@@ -117,13 +108,22 @@ Rectangle {
                 }
 
                 Connections {
-                    target: Backend.hasBackend() ? backend : null
-                    function onLogMessagesChanged() { logPanel.noteLogChanged() }
+                    target: Backend.hasLogLines() ? logLines : null
+                    // At its bound the log gains a line and loses one: its count stays.
+                    function onRowsInserted() { Qt.callLater(logListView.positionViewAtEnd) }
+                    // The selection stays on its line as the oldest go, and goes with it.
+                    function onRowsRemoved(parent, first, last) {
+                        if (logPanel.selectedLine > last)
+                            logPanel.selectedLine -= last - first + 1
+                        else if (logPanel.selectedLine >= first)
+                            logPanel.selectedLine = -1
+                    }
+                    function onModelReset() { logPanel.selectedLine = -1 }
                 }
 
                 delegate: Rectangle {
                     required property int index
-                    required property string modelData
+                    required property string line
 
                     width: ListView.view.width
                     height: lineText.height + 4
@@ -137,10 +137,10 @@ Rectangle {
                         anchors.leftMargin: 5
                         anchors.rightMargin: 5
                         anchors.verticalCenter: parent.verticalCenter
-                        text: modelData
+                        text: line
                         font.pixelSize: 10
                         font.family: "Consolas, monospace"
-                        color: Palette.logColor(modelData)
+                        color: Palette.logColor(line)
                         wrapMode: Text.Wrap
                     }
 
@@ -152,7 +152,7 @@ Rectangle {
                             logPanel.selectedLine = index
                             logListView.forceActiveFocus()
                             if (mouse.button === Qt.RightButton) {
-                                copyHexItem.visible = logPanel.hexOf(modelData) !== ""
+                                copyHexItem.visible = logPanel.hexOf(line) !== ""
                                 lineMenu.popup(lineArea, mouse.x, mouse.y)
                             }
                         }

@@ -13,8 +13,7 @@ import "Rules.js" as Rules
 ApplicationWindow {
     id: window
 
-    readonly property string lastLogMessage: Backend.hasBackend() && backend.logMessages.length > 0
-                                             ? backend.logMessages[backend.logMessages.length - 1] : ""
+    readonly property string lastLogMessage: Backend.hasLogLines() ? logLines.latest : ""
     // The parts that hold work closing would lose. Each offers `unsavedWork` (what would be
     // lost, as a sentence, or ""), saveWork(then), which calls then() once the work is
     // saved, and discardWork().

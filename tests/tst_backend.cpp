@@ -1,5 +1,6 @@
 #include "monitorrows.h"
 #include "oscmessage.h"
+#include "oscmonitor.h"
 #include "testsupport.h"
 
 #include <QNetworkDatagram>
@@ -21,6 +22,7 @@ private slots:
     void setters_data();
     void setters();
     void debugOutputQuotesAsQDebug();
+    void peerTextsFollowThePeer();
     void sameSecondRunsKeepTheirFiles();
     void sendOperations_data();
     void sendOperations();
@@ -82,6 +84,50 @@ void TestBackend::debugOutputQuotesAsQDebug()
     }
     qInstallMessageHandler(previous);
     QCOMPARE(s_debugMessages, expected);
+}
+
+// The texts kept from one datagram to the next (the diagnostics' and the monitor's peer)
+// follow the peer as it changes and changes back.
+void TestBackend::peerTextsFollowThePeer()
+{
+    QUdpSocket a;
+    QUdpSocket b;
+    QVERIFY(a.bind(QHostAddress::LocalHost, 0) && b.bind(QHostAddress::LocalHost, 0));
+    const QList<QUdpSocket *> peers{&a, &a, &b, &a};
+    OscEmulatorBackend backend;
+    backend.startEmulation();
+    OscMonitor monitor(backend.eventLog(), nullptr);
+    monitor.start();
+    QVERIFY(backend.isRunning() && monitor.running());
+    s_debugMessages.clear();
+    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &,
+                                                                const QString &message) {
+        if (type == QtDebugMsg && message.contains(" OSC datagram "))
+            s_debugMessages << message;
+    });
+    const auto restore = qScopeGuard([previous] { qInstallMessageHandler(previous); });
+    QStringList expected;
+    for (QUdpSocket *peer : peers) {
+        backend.setOscTargetPort(peer->localPort());
+        backend.sendOscChannel(0, 1, 255);
+        expected << QStringLiteral("Sent OSC datagram to \"127.0.0.1\" port %1 - size: 36").arg(peer->localPort());
+    }
+    // To the device's port, then to the monitor's, one datagram heard at a time.
+    QStringList shown;
+    for (const quint16 port : {quint16(9000), quint16(monitor.port())}) {
+        for (QUdpSocket *peer : peers) {
+            peer->writeDatagram(Osc::buildInt32Message("/a", 1), QHostAddress::LocalHost, port);
+            expected << QStringLiteral("Received OSC datagram from \"127.0.0.1\" port %1 - size: 12").arg(peer->localPort());
+            QTRY_COMPARE(s_debugMessages.size(), expected.size());
+            if (port == monitor.port())
+                shown << QStringLiteral("127.0.0.1:%1").arg(peer->localPort());
+        }
+    }
+    QCOMPARE(s_debugMessages, expected);
+    auto *rows = qobject_cast<QAbstractItemModel *>(monitor.rows());
+    QTRY_COMPARE(rows->rowCount(), int(shown.size()));
+    for (int row = 0; row < rows->rowCount(); ++row)
+        QCOMPARE(rows->index(row, 0).data(MonitorRows::PeerRole).toString(), shown.at(row));
 }
 
 // A run takes the next free name: "_2", "_3"... before ".log".

@@ -51,6 +51,9 @@ void TestOsc::encoders_data()
         "2f620000 2c626200 00000002 48690000 00000004 61626364");
     row("UTF-8 address and s", typed(QStringLiteral("/\u00e9"), "s", {QStringLiteral("\u00e9")}),
         "2fc3a900 2c730000 c3a90000");
+    // Texts are copied four characters a step: a non-ASCII one inside a step.
+    row("UTF-8 inside the first four characters", typed(QStringLiteral("/ab\u00e9cd"), "s", {QStringLiteral("wxy\u00e9z")}),
+        "2f6162c3 a9636400 2c730000 777879c3 a97a0000");
     row("TFNI take no values", typed("/x", "TFNI", {1, 2}), "2f780000 2c54464e 49000000");
     row("empty tags", typed("/go", "", {}), "2f676f00 2c000000");
     row("hd negative", typed("/h", "hd", {-2, -2.5}), "2f680000 2c686400 ffffffff fffffffe c0040000 00000000");

@@ -1,4 +1,6 @@
 #include "deskeditor.h"
+#include "eventlog.h"
+#include "loglines.h"
 #include "oscdesk.h"
 #include "oscemulatorbackend.h"
 #include "oscmonitor.h"
@@ -35,6 +37,7 @@ public slots:
             editor->follow(monitor);
             context->setContextProperty(QStringLiteral("deskEditor"), editor);
             context->setContextProperty(QStringLiteral("backend"), backend);
+            context->setContextProperty(QStringLiteral("logLines"), backend->eventLog()->model());
             context->setContextProperty(QStringLiteral("monitor"), monitor);
             context->setContextProperty(QStringLiteral("scenarios"), new OscScenarios(backend->eventLog(), backend->sender(), backend->device(), monitor, engine));
         } else {
@@ -42,6 +45,7 @@ public slots:
             QObject::connect(backend, &RecordingBackend::fixturesChanged, desk,
                              [=] { desk->setFixtures(QJsonArray::fromVariantList(backend->fixtures())); });
             context->setContextProperty(QStringLiteral("backend"), backend);
+            context->setContextProperty(QStringLiteral("logLines"), nullptr);
             context->setContextProperty(QStringLiteral("monitor"), nullptr);
             context->setContextProperty(QStringLiteral("deskEditor"), nullptr);
             context->setContextProperty(QStringLiteral("scenarios"), nullptr);

@@ -510,6 +510,43 @@ TestCase {
         verify(child("logPanel").visible && !child("footer").visible)
     }
 
+    // The log at its bound: a selected line keeps its selection while older lines go, and
+    // loses it when it goes itself or the log is cleared; Ctrl+C copies the selected line.
+    function test_logSelectionAtTheBound() {
+        openWindow()
+        const log = child("logListView")
+        const panel = child("logPanel")
+        const logLines = count => {
+            for (let i = 0; i < count; ++i)
+                backend.oscTargetPort = backend.oscTargetPort % 60000 + 1
+        }
+        // After the view has followed the newest line, as it does after each.
+        const select = index => {
+            wait(0)
+            log.positionViewAtIndex(index, ListView.Center)
+            waitForRendering(log)
+            mouseClick(log.itemAtIndex(index), 10, 5)
+            compare(panel.selectedLine, index)
+        }
+        backend.clearLog()
+        logLines(500)
+        compare(log.count, 500)
+        select(495)
+        const selected = backend.logMessages[495]
+        logLines(10)
+        compare([log.count, panel.selectedLine], [500, 485])
+        keySequence(StandardKey.Copy)
+        compare(clipboardText(), selected)
+        logLines(485)
+        compare(panel.selectedLine, 0)
+        logLines(1)
+        compare(panel.selectedLine, -1)
+        select(300)
+        backend.clearLog()
+        compare([log.count, panel.selectedLine], [0, -1])
+        backend.oscTargetPort = 8000
+    }
+
     // The check boxes and the log's height come back after a restart.
     function test_layoutSurvivesARestart() {
         openWindow()
