@@ -130,7 +130,7 @@ void DeskStrips::reload(const std::function<void()> &replace)
 
 void DeskStrips::edit(int first, const std::function<bool(int)> &inPlace, const std::function<void()> &replace)
 {
-    removeRows([&](int strip) { return strip >= first && !inPlace(strip); });
+    dropRowsWhere([&](int strip) { return strip >= first && !inPlace(strip); });
     replace();
     relayout();
     for (size_t i = 0; i < m_rows.size(); ++i) {
@@ -160,7 +160,7 @@ void DeskStrips::dropRow(Row &row)
 }
 
 // Rows go in runs, last first, as the view would have them go.
-void DeskStrips::removeRows(const std::function<bool(int)> &goes)
+void DeskStrips::dropRowsWhere(const std::function<bool(int)> &goes)
 {
     for (int last = int(m_rows.size()) - 1; last >= 0;) {
         if (!goes(m_rows[size_t(last)].strip)) {
@@ -246,7 +246,7 @@ void DeskStrips::updateRows(bool eager, int eagerUpTo)
     const std::vector<int> wanted = wantedStrips();
     const auto isWanted = [&](int strip) { return std::binary_search(wanted.begin(), wanted.end(), strip); };
     std::vector<int> released;
-    removeRows([&](int strip) {
+    dropRowsWhere([&](int strip) {
         if (isWanted(strip))
             return false;
         released.push_back(strip);

@@ -120,7 +120,7 @@ private:
     Row rowFor(int strip, bool eager);
     void updateRows(bool eager, int eagerUpTo = 0);
     void leave(int first, int last);
-    void removeRows(const std::function<bool(int)> &goes);
+    void dropRowsWhere(const std::function<bool(int)> &goes);
     static void dropRow(Row &row);
 
     OscDesk *m_desk;

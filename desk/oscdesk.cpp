@@ -219,7 +219,8 @@ void OscDesk::setFixtures(QJsonArray fixtures, bool keepState, int unchanged)
 
     std::vector<Strip> strips;
     std::vector<Control> controls;
-    TextPool texts(kept > 0 ? m_texts.left(m_stripList[size_t(kept)].textsFrom) : QString());
+    const qsizetype keptTexts = kept < stripCount() ? m_stripList[size_t(kept)].textsFrom : m_texts.size();
+    TextPool texts(kept > 0 ? m_texts.left(keptTexts) : QString());
     strips.reserve(size_t(fixtures.size() - kept));
     // The store bounds the count to 1..512; a list from elsewhere may not be bounded.
     const auto countOf = [](const QJsonObject &fixture) {
