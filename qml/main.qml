@@ -161,7 +161,8 @@ ApplicationWindow {
 
         LogFooter {
             visible: !toolbar.showLog && window.lastLogMessage !== ""
-            line: window.lastLogMessage
+            // Hidden, it lays out no line: the log view shows them.
+            line: visible ? window.lastLogMessage : ""
             onShowRequested: toolbar.showLog = true
         }
     }

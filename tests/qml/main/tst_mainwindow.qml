@@ -516,9 +516,11 @@ TestCase {
         openWindow()
         const log = child("logListView")
         const panel = child("logPanel")
+        // The view's rows follow the log once the event loop has run.
         const logLines = count => {
             for (let i = 0; i < count; ++i)
                 backend.oscTargetPort = backend.oscTargetPort % 60000 + 1
+            wait(0)
         }
         // After the view has followed the newest line, as it does after each.
         const select = index => {
@@ -543,6 +545,7 @@ TestCase {
         compare(panel.selectedLine, -1)
         select(300)
         backend.clearLog()
+        wait(0)
         compare([log.count, panel.selectedLine], [0, -1])
         backend.oscTargetPort = 8000
     }
